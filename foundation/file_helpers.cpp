@@ -1,0 +1,71 @@
+#include "foundation/file_helpers.h"
+
+#include <vector>
+
+#include "foundation/log.h"
+#include "platform/files.h"
+#include "platform/process.h"
+
+namespace {
+constexpr size_t kMaxPath = 260;
+}
+
+bool FolderOfProgram(const std::wstring& moduleFileName, std::wstring& folder) {
+  const size_t cut = moduleFileName.find_last_of(L"\\/:");
+  if (cut == std::wstring::npos) {
+    folder.clear();
+    return false;
+  }
+  // A drive's colon stays: E:\Kestrel.exe is on the volume "E:".
+  folder = moduleFileName.substr(0, moduleFileName[cut] == L':' ? cut + 1 : cut);
+  return true;
+}
+
+bool GetCurrentPath(std::wstring& path) {
+  std::wstring module;
+  // The name must fit a MAX_PATH buffer, terminator included.
+  if (platform::ModuleFileName(module) != 0 || module.size() >= kMaxPath) return false;
+  return FolderOfProgram(module, path);
+}
+
+bool DeleteIfExists(const std::wstring& path) {
+  if (path.empty()) return true;
+  if (!platform::PathExists(path)) {
+    Log(0, L"File " + path + L" doesn't exist", L"DeleteIfExists", __LINE__);
+    return true;
+  }
+  if (platform::RemoveFile(path) != 0) {
+    Log(0, L"Deletion failed for file " + path, L"DeleteIfExists", __LINE__);
+    return false;
+  }
+  Log(0, L"Deleted existing file " + path, L"DeleteIfExists", __LINE__);
+  return true;
+}
+
+bool create_directory(const std::wstring& path) {
+  if (path == L"\\" || path == L"/") return true;
+  if (path.rfind(L"\\\\", 0) == 0) return false;  // network shares are not ours to create
+
+  const size_t cut = path.find_last_of(L"\\/");
+  if (cut != std::wstring::npos && cut > 0) {
+    const std::wstring parent = path.substr(0, cut);
+    const bool bareDrive = parent.size() == 2 && parent[1] == L':';
+    if (!bareDrive && !create_directory(parent)) return false;
+  }
+  const uint32_t error = platform::MakeFolder(path);
+  if (error == 0 || error == platform::kErrorAlreadyExists) return true;
+  Log(0, L"CreateDirectoryW(\"" + path + L"\") error: " + std::to_wstring(error), L"create_directory",
+      __LINE__);
+  Assert(false, L"create_directory", __LINE__);
+  return false;
+}
+
+bool HasBackupPrivilege() {
+  std::vector<std::wstring> names;
+  // A token that cannot be read does not block the capture.
+  if (platform::TokenPrivilegeNames(names) != 0) return true;
+  for (const auto& name : names) {
+    if (name == L"SeBackupPrivilege") return true;
+  }
+  return false;
+}

@@ -1,0 +1,26 @@
+#include "platform/files.h"
+
+namespace platform {
+
+uint32_t ReadWholeFile(const std::wstring& path, std::string& bytes) {
+  File file;
+  uint32_t error = file.Open(path, OpenMode::Read);
+  if (error != 0) return error;
+  uint64_t size = 0;
+  if ((error = file.Size(size)) != 0) return error;
+  bytes.assign(static_cast<size_t>(size), '\0');
+  size_t read = 0;
+  if ((error = file.Read(bytes.data(), bytes.size(), read)) != 0) return error;
+  bytes.resize(read);
+  return 0;
+}
+
+uint32_t WriteWholeFile(const std::wstring& path, const std::string& bytes) {
+  File file;
+  uint32_t error = file.Open(path, OpenMode::CreateAlways);
+  if (error != 0) return error;
+  if ((error = file.Write(bytes.data(), bytes.size())) != 0) return error;
+  return file.Flush();
+}
+
+}  // namespace platform

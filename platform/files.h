@@ -1,0 +1,111 @@
+// Files and folders. Paths are Windows-form wide strings on both platforms;
+// the POSIX backend maps them (separators, drive letters, case) itself.
+// Every operation returns a Win32 error code: 0 is success.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+// Win32 file attribute bits, reported the same by both backends.
+inline constexpr uint32_t kAttrReadOnly = 0x01;
+inline constexpr uint32_t kAttrHidden = 0x02;
+inline constexpr uint32_t kAttrDirectory = 0x10;
+inline constexpr uint32_t kAttrArchive = 0x20;
+inline constexpr uint32_t kAttrNormal = 0x80;
+inline constexpr uint32_t kAttrReparsePoint = 0x400;
+
+inline constexpr uint32_t kErrorSuccess = 0;
+inline constexpr uint32_t kErrorFileNotFound = 2;
+inline constexpr uint32_t kErrorPathNotFound = 3;
+inline constexpr uint32_t kErrorAccessDenied = 5;
+inline constexpr uint32_t kErrorInvalidHandle = 6;
+inline constexpr uint32_t kErrorNoMoreFiles = 18;
+inline constexpr uint32_t kErrorSharingViolation = 32;
+inline constexpr uint32_t kErrorLockViolation = 33;
+inline constexpr uint32_t kErrorFileExists = 80;
+inline constexpr uint32_t kErrorInvalidParameter = 87;
+inline constexpr uint32_t kErrorDiskFull = 112;
+inline constexpr uint32_t kErrorInsufficientBuffer = 122;
+inline constexpr uint32_t kErrorDirNotEmpty = 145;
+inline constexpr uint32_t kErrorAlreadyExists = 183;
+
+struct FindEntry {
+  std::wstring name;        // the entry's own name, without its folder
+  uint32_t attributes = 0;  // kAttr* bits
+  uint64_t size = 0;
+};
+
+// Directory search as FindFirstFileW/FindNextFileW: the last component may
+// hold * and ? (matched without regard to case). No match gives error 2.
+uint32_t FindFiles(const std::wstring& pattern, std::vector<FindEntry>& entries);
+// The first match only.
+uint32_t FindFirst(const std::wstring& pattern, FindEntry& entry);
+
+uint32_t GetAttributes(const std::wstring& path, uint32_t& attributes);
+uint32_t SetAttributes(const std::wstring& path, uint32_t attributes);
+bool PathExists(const std::wstring& path);
+uint32_t GetSize(const std::wstring& path, uint64_t& size);
+
+uint32_t RemoveFile(const std::wstring& path);
+// A failing copy leaves no partial destination behind.
+uint32_t CopyFileTo(const std::wstring& source, const std::wstring& destination,
+                    bool failIfExists);
+// One folder; its parent must exist. An existing folder gives 183.
+uint32_t MakeFolder(const std::wstring& path);
+// An empty folder.
+uint32_t RemoveFolder(const std::wstring& path);
+
+// How a File is opened. All modes share read and write with other processes,
+// as the log and the agent need.
+enum class OpenMode {
+  Read,          // existing file, read only
+  AppendAlways,  // open or create, write at the end
+  CreateAlways,  // create or truncate, write
+  ReadWrite,     // existing file, read and write
+};
+
+// An open file. Closed by its destructor; movable, not copyable.
+class File {
+ public:
+  File() = default;
+  ~File();
+  File(File&& other) noexcept;
+  File& operator=(File&& other) noexcept;
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  // existed tells whether the file was there before (ERROR_ALREADY_EXISTS).
+  uint32_t Open(const std::wstring& path, OpenMode mode, bool* existed = nullptr);
+  void Close();
+  bool IsOpen() const { return handle_ != kInvalid; }
+
+  uint32_t Size(uint64_t& size) const;
+  uint32_t SeekEnd(uint64_t& offset);
+  uint32_t Seek(uint64_t offset);
+  uint32_t Write(const void* data, size_t length);
+  uint32_t Read(void* data, size_t length, size_t& read);
+  uint32_t Flush();
+  // Byte-range locks: exclusive, failing at once (33) when another holds them.
+  uint32_t Lock(uint64_t offset, uint64_t length);
+  uint32_t Unlock(uint64_t offset, uint64_t length);
+
+ private:
+  static constexpr intptr_t kInvalid = -1;
+  intptr_t handle_ = kInvalid;
+};
+
+// Whole-file helpers on top of File.
+uint32_t ReadWholeFile(const std::wstring& path, std::string& bytes);
+uint32_t WriteWholeFile(const std::wstring& path, const std::string& bytes);
+
+// Four-part version ("4.16.1.1564") of a program file's version resource;
+// false when the file has none or cannot be read.
+bool ReadFileVersion(const std::wstring& path, std::wstring& version);
+
+// The temporary folder, without a trailing separator.
+std::wstring TempFolder();
+
+}  // namespace platform

@@ -1,0 +1,194 @@
+#include "platform/process.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <sstream>
+
+#include "platform/files.h"
+#include "platform/posix/posix_util.h"
+#include "platform/posix/privileges.h"
+#include "platform/text.h"
+
+extern char** environ;
+
+namespace platform {
+
+uint32_t ModuleFileName(std::wstring& path) {
+  std::string buffer(4096, '\0');
+  ssize_t n = readlink("/proc/self/exe", buffer.data(), buffer.size());
+  if (n < 0) return posix::ErrorFromErrno(errno);
+  buffer.resize(static_cast<size_t>(n));
+  path = FromUtf8(buffer);
+  return 0;
+}
+
+uint32_t TokenPrivilegeNames(std::vector<std::wstring>& names) {
+  std::ifstream status("/proc/self/status");
+  if (!status) return 5;
+  std::string line;
+  uint64_t effective = 0;
+  bool found = false;
+  while (std::getline(status, line)) {
+    if (line.rfind("CapEff:", 0) == 0) {
+      effective = std::strtoull(line.c_str() + 7, nullptr, 16);
+      found = true;
+      break;
+    }
+  }
+  if (!found) return 5;
+  names = posix::PrivilegeNamesFromCapabilities(effective, geteuid() == 0);
+  return 0;
+}
+
+bool GetEnv(const std::wstring& name, std::wstring& value) {
+  const std::string narrow = ToUtf8(name);
+  if (const char* exact = getenv(narrow.c_str())) {
+    value = FromUtf8(exact);
+    return true;
+  }
+  // Windows looks names up without regard to case (%systemdrive%).
+  for (char** entry = environ; entry && *entry; ++entry) {
+    const char* equals = strchr(*entry, '=');
+    if (!equals) continue;
+    if (NamesEqual(FromUtf8(std::string_view(*entry, static_cast<size_t>(equals - *entry))), name)) {
+      value = FromUtf8(equals + 1);
+      return true;
+    }
+  }
+  return false;
+}
+
+void SetEnv(const std::wstring& name, const std::wstring& value) {
+  setenv(ToUtf8(name).c_str(), ToUtf8(value).c_str(), 1);
+}
+
+void UnsetEnv(const std::wstring& name) { unsetenv(ToUtf8(name).c_str()); }
+
+void SleepMs(uint32_t milliseconds) {
+  timespec request{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000L};
+  while (nanosleep(&request, &request) != 0 && errno == EINTR) {
+  }
+}
+
+namespace {
+
+std::string LockFolder() {
+  if (access("/run/lock", W_OK) == 0) return "/run/lock";
+  return ToUtf8(TempFolder());
+}
+
+bool SetLock(int fd, short type) {
+  struct flock lock = {};
+  lock.l_type = type;
+  lock.l_whence = SEEK_SET;
+  return fcntl(fd, F_OFD_SETLK, &lock) == 0;
+}
+
+}  // namespace
+
+NamedMutex::~NamedMutex() { Release(); }
+
+uint32_t NamedMutex::Create(const std::wstring& name) {
+  Release();
+  std::string file = ToUtf8(name);
+  for (char& c : file) {
+    if (c == '\\' || c == '/') c = '_';
+  }
+  const std::string path = LockFolder() + "/kestrel-mutex-" + file;
+  int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  if (fd < 0) return posix::ErrorFromErrno(errno, path);
+  fchmod(fd, 0666);  // other users' instances must be able to open it too
+  // Every holder keeps a shared lock; an exclusive lock that cannot be had
+  // means another holder exists, as an existing mutex object does.
+  uint32_t result = 0;
+  if (SetLock(fd, F_WRLCK)) {
+    SetLock(fd, F_RDLCK);
+  } else {
+    result = 183;  // ERROR_ALREADY_EXISTS
+    SetLock(fd, F_RDLCK);
+  }
+  handle_ = fd;
+  return result;
+}
+
+void NamedMutex::Release() {
+  if (handle_ >= 0) close(static_cast<int>(handle_));
+  handle_ = -1;
+}
+
+uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::string* output) {
+  const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
+  if (arguments.empty() || arguments[0].empty()) return 2;
+  const std::wstring& program = arguments[0];
+  std::string native;
+  if (program.find_first_of(L"\\/:") != std::wstring::npos) {
+    uint32_t error = 0;
+    if (!posix::MapPath(program, native, error)) return error;
+    struct stat st;
+    if (stat(native.c_str(), &st) != 0) return posix::ErrorFromErrno(errno, native);
+    if (S_ISDIR(st.st_mode) || access(native.c_str(), X_OK) != 0) return 5;
+  } else {
+    native = ToUtf8(program);
+  }
+  std::vector<std::string> narrow;
+  narrow.reserve(arguments.size());
+  narrow.push_back(native);
+  for (size_t i = 1; i < arguments.size(); ++i) narrow.push_back(ToUtf8(arguments[i]));
+  std::vector<char*> argv;
+  for (auto& a : narrow) argv.push_back(a.data());
+  argv.push_back(nullptr);
+
+  int pipeFds[2] = {-1, -1};
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  if (output) {
+    if (pipe2(pipeFds, O_CLOEXEC) != 0) {
+      posix_spawn_file_actions_destroy(&actions);
+      return posix::ErrorFromErrno(errno);
+    }
+    posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDERR_FILENO);
+  }
+  pid_t pid = 0;
+  const int rc = posix_spawnp(&pid, native.c_str(), &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (output) close(pipeFds[1]);
+  if (rc != 0) {
+    if (output) close(pipeFds[0]);
+    return rc == ENOENT ? 2 : posix::ErrorFromErrno(rc, native);
+  }
+  if (output) {
+    output->clear();
+    char buffer[4096];
+    for (;;) {
+      ssize_t n = read(pipeFds[0], buffer, sizeof buffer);
+      if (n < 0 && errno == EINTR) continue;
+      if (n <= 0) break;
+      output->append(buffer, static_cast<size_t>(n));
+    }
+    close(pipeFds[0]);
+  }
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0) {
+    if (errno != EINTR) return posix::ErrorFromErrno(errno);
+  }
+  if (WIFEXITED(status)) {
+    exitCode = static_cast<uint32_t>(WEXITSTATUS(status));
+  } else {
+    exitCode = 128 + static_cast<uint32_t>(WTERMSIG(status));  // as a shell reports it
+  }
+  return 0;
+}
+
+uint32_t ExitCodeAsSeen(int code) { return static_cast<uint32_t>(code) & 0xFF; }
+
+}  // namespace platform

@@ -1,0 +1,17 @@
+// The one place the Win32 backend takes the system headers from.
+#pragma once
+
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#ifndef _WIN32_WINNT
+#define _WIN32_WINNT 0x0601  // Windows 7 and later
+#endif
+#ifndef UNICODE
+#define UNICODE
+#endif
+
+#include <windows.h>

@@ -1,0 +1,22 @@
+// Finding and running the built programs from the tests.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace testsupport {
+
+// The built program "kestrel" or "kestrel-reg" beside the tests (in ..\bin),
+// with ".exe" where the test program itself has it.
+std::wstring BuiltProgram(const std::wstring& name);
+
+struct RunResult {
+  uint32_t startError = 0;  // 0 when the program started
+  uint32_t exitCode = 0;    // as the parent sees it
+  std::string output;       // standard output and error
+};
+
+RunResult Run(const std::wstring& program, const std::vector<std::wstring>& arguments);
+
+}  // namespace testsupport

@@ -1,0 +1,118 @@
+#include "support/scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+
+#include "platform/files.h"
+#include "platform/process.h"
+#include "platform/registry.h"
+#include "platform/text.h"
+
+namespace testsupport {
+
+ScratchFolder::ScratchFolder() {
+  static std::atomic<unsigned> counter{0};
+  const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    path_ = platform::TempFolder() + L"\\kestrel-test-" + std::to_wstring(ticks % 1000000007) + L"-" +
+            std::to_wstring(counter++);
+    if (platform::MakeFolder(path_) == 0) return;
+  }
+  ADD_FAILURE() << "cannot create a scratch folder";
+}
+
+ScratchFolder::~ScratchFolder() { RemoveTree(path_); }
+
+void RemoveTree(const std::wstring& path) {
+  uint32_t attributes = 0;
+  if (platform::GetAttributes(path, attributes) != 0) return;
+  if (!(attributes & platform::kAttrDirectory) || (attributes & platform::kAttrReparsePoint)) {
+    platform::SetAttributes(path, platform::kAttrNormal);
+    platform::RemoveFile(path);
+    return;
+  }
+  std::vector<platform::FindEntry> entries;
+  platform::FindFiles(path + L"\\*", entries);
+  for (const auto& entry : entries) {
+    if (entry.name == L"." || entry.name == L"..") continue;
+    RemoveTree(path + L"\\" + entry.name);
+  }
+  platform::RemoveFolder(path);
+}
+
+void WriteFile(const std::wstring& path, const std::string& bytes) {
+  ASSERT_EQ(platform::WriteWholeFile(path, bytes), 0u) << platform::ToUtf8(path);
+}
+
+std::string ReadFile(const std::wstring& path) {
+  std::string bytes;
+  EXPECT_EQ(platform::ReadWholeFile(path, bytes), 0u) << platform::ToUtf8(path);
+  return bytes;
+}
+
+void UseRegistryIn(const std::wstring& folder) {
+  std::string native = platform::ToUtf8(folder);
+  for (char& c : native) {
+    if (c == '\\') c = '/';
+  }
+  platform::SetEnv(L"KESTREL_REGISTRY", platform::FromUtf8(native) + L"/registry.db");
+}
+
+void SetInstallDir(const std::wstring& folder) {
+  namespace reg = platform::registry;
+  reg::Key key;
+  ASSERT_EQ(reg::CreateKey(kAgentKey, reg::kAllAccess, key), 0u);
+  if (folder.empty()) {
+    reg::DeleteValue(key, L"InstallDir");
+  } else {
+    ASSERT_EQ(reg::SetString(key, L"InstallDir", folder), 0u);
+  }
+}
+
+bool HasStamp(const std::wstring& text) {
+  // [2024-05-02 09:41:07.023 UTC] 
+  static const wchar_t kShape[] = L"[dddd-dd-dd dd:dd:dd.ddd UTC] ";
+  const size_t n = sizeof kShape / sizeof kShape[0] - 1;
+  if (text.size() < n) return false;
+  for (size_t i = 0; i < n; ++i) {
+    if (kShape[i] == L'd' ? !(text[i] >= L'0' && text[i] <= L'9') : text[i] != kShape[i]) return false;
+  }
+  return true;
+}
+
+std::vector<std::wstring> LogLines(const std::wstring& logPath) {
+  std::vector<std::wstring> lines;
+  const std::string bytes = ReadFile(logPath);
+  if (bytes.size() < 2 || static_cast<unsigned char>(bytes[0]) != 0xFF ||
+      static_cast<unsigned char>(bytes[1]) != 0xFE) {
+    ADD_FAILURE() << "log does not start with FF FE";
+    return lines;
+  }
+  const std::wstring text = platform::FromUtf16Le(std::string_view(bytes).substr(2));
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t end = text.find(L'\n', start);
+    if (end == std::wstring::npos) end = text.size();
+    std::wstring line = text.substr(start, end - start);
+    if (!HasStamp(line)) {
+      ADD_FAILURE() << "log line without its stamp: " << platform::ToUtf8(line);
+    } else {
+      lines.push_back(line.substr(30));
+    }
+    start = end + 1;
+  }
+  return lines;
+}
+
+std::wstring WithoutSource(const std::wstring& line) {
+  const size_t at = line.find(L'@');
+  if (at == std::wstring::npos) return line;
+  size_t i = at + 1;
+  while (i < line.size() && line[i] >= L'0' && line[i] <= L'9') ++i;
+  if (i == at + 1 || line.compare(i, 2, L": ") != 0) return line;
+  return line.substr(i + 2);
+}
+
+}  // namespace testsupport

@@ -1,0 +1,44 @@
+// Temporary folders, registry and log helpers for the tests of both backends.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace testsupport {
+
+// A fresh folder under the temporary folder, removed with all it holds.
+class ScratchFolder {
+ public:
+  ScratchFolder();
+  ~ScratchFolder();
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  const std::wstring& path() const { return path_; }
+  std::wstring operator/(const std::wstring& name) const { return path_ + L"\\" + name; }
+
+ private:
+  std::wstring path_;
+};
+
+void RemoveTree(const std::wstring& path);
+void WriteFile(const std::wstring& path, const std::string& bytes);
+std::string ReadFile(const std::wstring& path);
+
+// On Linux: the machine registry becomes a fresh store in folder. On Windows
+// the system registry stays (the variable is set but nobody reads it).
+void UseRegistryIn(const std::wstring& folder);
+
+inline constexpr wchar_t kAgentKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Tellurex\\Merovane\\Agent";
+// Points the agent's InstallDir at folder (and, with an empty folder, removes it).
+void SetInstallDir(const std::wstring& folder);
+
+// The log's lines with their stamps checked and removed; fails the current
+// test when the file does not start with FF FE or a line lacks its stamp.
+std::vector<std::wstring> LogLines(const std::wstring& logPath);
+// "[yyyy-mm-dd hh:mm:ss.mmm UTC] " at the start of text.
+bool HasStamp(const std::wstring& text);
+// "function@digits: " removed from the start of a line, when there.
+std::wstring WithoutSource(const std::wstring& line);
+
+}  // namespace testsupport
