@@ -22,6 +22,7 @@ class ScratchFolder {
 };
 
 void RemoveTree(const std::wstring& path);
+void DetachStandardInput();
 void WriteFile(const std::wstring& path, const std::string& bytes);
 std::string ReadFile(const std::wstring& path);
 

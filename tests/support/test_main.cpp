@@ -7,6 +7,7 @@
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
+  testsupport::DetachStandardInput();
   testsupport::ScratchFolder registryHome;
   testsupport::UseRegistryIn(registryHome.path());
   CloseLog();

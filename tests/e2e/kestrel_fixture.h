@@ -1,0 +1,72 @@
+// A temporary volume holding a copy of the built program, with the agent's
+// InstallDir pointing at a temporary folder so that the log can be read back.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "platform/files.h"
+#include "platform/process.h"
+#include "platform/text.h"
+#include "support/programs.h"
+#include "support/scratch.h"
+
+using testsupport::RunResult;
+using Lines = std::vector<std::wstring>;
+
+class KestrelCommandLine : public testing::Test {
+ protected:
+  void SetUp() override {
+    volume_ = scratch_ / L"vol";
+    agent_ = scratch_ / L"agent";
+    ASSERT_EQ(platform::MakeFolder(volume_), 0u);
+    ASSERT_EQ(platform::MakeFolder(agent_), 0u);
+    const std::wstring built = testsupport::BuiltProgram(L"kestrel");
+    const size_t cut = built.find_last_of(L"\\/");
+    programName_ = built.substr(cut + 1);
+    program_ = volume_ + L"\\" + programName_;
+    ASSERT_EQ(platform::CopyFileTo(built, program_, false), 0u) << platform::ToUtf8(built);
+    testsupport::SetInstallDir(agent_);
+  }
+  void TearDown() override { testsupport::SetInstallDir(L""); }
+
+  RunResult Kestrel(const std::vector<std::wstring>& arguments) {
+    RunResult result = testsupport::Run(program_, arguments);
+    EXPECT_EQ(result.startError, 0u);
+    return result;
+  }
+  std::wstring LogPath() const { return agent_ + L"\\Logs\\thcapture.log"; }
+
+  // Log lines without stamps and without "function@line: ".
+  Lines Messages(const wchar_t* function = L"wmain") {
+    Lines messages;
+    for (const auto& line : testsupport::LogLines(LogPath())) {
+      EXPECT_EQ(line.rfind(std::wstring(function) + L"@", 0), 0u) << platform::ToUtf8(line);
+      messages.push_back(Slashed(testsupport::WithoutSource(line)));
+    }
+    return messages;
+  }
+  // What the volume holds besides the program.
+  Lines VolumeContents() {
+    std::vector<platform::FindEntry> entries;
+    platform::FindFiles(volume_ + L"\\*", entries);
+    Lines names;
+    for (const auto& e : entries) {
+      if (e.name != L"." && e.name != L".." && !platform::NamesEqual(e.name, programName_)) names.push_back(e.name);
+    }
+    return names;
+  }
+  std::wstring NotCapturedLine(const wchar_t* phase) const {
+    return Slashed(std::wstring(L"capture workflow not available in this build; nothing was captured (volume ") +
+                   volume_ + L", phase " + phase + L")");
+  }
+  // Paths in log lines are the program's own (POSIX form on Linux).
+  static std::wstring Slashed(std::wstring text) {
+    for (auto& c : text) {
+      if (c == L'\\') c = L'/';
+    }
+    return text;
+  }
+
+  testsupport::ScratchFolder scratch_;
+  std::wstring volume_, agent_, program_, programName_;
+};

@@ -1,0 +1,50 @@
+#include <gtest/gtest.h>
+
+#include "platform/text.h"
+
+using namespace platform;
+
+TEST(TextConversion, Utf8RoundTripsAllPlanes) {
+  const std::wstring text = L"a\u00e9\u20ac\u4e2d" + std::wstring(1, static_cast<wchar_t>(0)) + L"z";
+  EXPECT_EQ(FromUtf8(ToUtf8(text)), text);
+  EXPECT_EQ(ToUtf8(L"\u00e9\u20ac"), "\xc3\xa9\xe2\x82\xac");
+  // U+1F600 is a surrogate pair in UTF-16 and one character in UTF-32; both
+  // give the same four bytes.
+  const std::wstring emoji = FromUtf8("\xf0\x9f\x98\x80");
+  EXPECT_EQ(ToUtf8(emoji), "\xf0\x9f\x98\x80");
+  EXPECT_EQ(ToUtf16Le(emoji), std::string("\x3d\xd8\x00\xde", 4));
+}
+
+TEST(TextConversion, InvalidUtf8BecomesReplacementCharacters) {
+  EXPECT_EQ(FromUtf8("a\xff" "b"), L"a\ufffdb");
+  EXPECT_EQ(FromUtf8("\xc0\xaf"), L"\ufffd\ufffd");         // overlong
+  EXPECT_EQ(FromUtf8("\xed\xa0\x80"), L"\ufffd\ufffd\ufffd");  // encoded surrogate
+  EXPECT_EQ(FromUtf8("x\xe2\x82"), L"x\ufffd\ufffd");       // cut short
+}
+
+TEST(TextConversion, Utf16LeBytes) {
+  EXPECT_EQ(ToUtf16Le(L"A\u00e9"), std::string("A\0\xe9\0", 4));
+  EXPECT_EQ(FromUtf16Le(std::string("A\0\xe9\0", 4)), L"A\u00e9");
+  EXPECT_EQ(FromUtf16Le(std::string("A\0B", 3)), L"A");  // an odd last byte is dropped
+  EXPECT_EQ(FromUtf16Le(ToUtf16Le(FromUtf8("\xf0\x9f\x98\x80"))), FromUtf8("\xf0\x9f\x98\x80"));
+}
+
+TEST(TextCase, RuntimeFoldingIsAsciiOnly) {
+  // The Windows C runtime's default locale changes only A-Z.
+  EXPECT_EQ(Lower(L"-PREPROV \u00c4\u0178"), L"-preprov \u00c4\u0178");
+  EXPECT_TRUE(EqualsNoCase(L"-O3", L"-o3"));
+  EXPECT_FALSE(EqualsNoCase(L"\u00c4", L"\u00e4"));
+  EXPECT_FALSE(EqualsNoCase(L"-o3", L"-o3 "));
+  EXPECT_TRUE(StartsWithNoCase(L"HKLM\\Software", L"hklm"));
+}
+
+TEST(TextCase, NameFoldingCoversEuropeanLetters) {
+  // Registry and file names compare non-ASCII letters without case.
+  EXPECT_TRUE(NamesEqual(L"\u00c4pfel", L"\u00e4PFEL"));
+  EXPECT_TRUE(NamesEqual(L"\u0178", L"\u00ff"));
+  EXPECT_TRUE(NamesEqual(L"\u0141\u00f3d\u017a", L"\u0142\u00d3D\u0179"));
+  EXPECT_TRUE(NamesEqual(L"\u03a3\u03b9\u03c3", L"\u03c3\u0399\u03a3"));
+  EXPECT_TRUE(NamesEqual(L"\u0416\u0401", L"\u0436\u0451"));
+  EXPECT_FALSE(NamesEqual(L"\u00f7", L"\u00d7"));  // division and multiplication signs are not a pair
+  EXPECT_FALSE(NamesEqual(L"ab", L"abc"));
+}
