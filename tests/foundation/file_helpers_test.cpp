@@ -1,0 +1,100 @@
+#include <gtest/gtest.h>
+
+#include "foundation/file_helpers.h"
+#include "foundation/log.h"
+#include "platform/files.h"
+#include "platform/process.h"
+#include "support/scratch.h"
+
+namespace {
+
+TEST(ProgramFolder, CutAtTheLastSeparatorKeepingADrivesColon) {
+  std::wstring folder;
+  ASSERT_TRUE(FolderOfProgram(L"E:\\Kestrel.exe", folder));
+  EXPECT_EQ(folder, L"E:");
+  ASSERT_TRUE(FolderOfProgram(L"C:\\Tools\\Kestrel.exe", folder));
+  EXPECT_EQ(folder, L"C:\\Tools");
+  ASSERT_TRUE(FolderOfProgram(L"C:Kestrel.exe", folder));
+  EXPECT_EQ(folder, L"C:");
+  ASSERT_TRUE(FolderOfProgram(L"/mnt/pkg/kestrel", folder));
+  EXPECT_EQ(folder, L"/mnt/pkg");
+  ASSERT_TRUE(FolderOfProgram(L"/kestrel", folder));
+  EXPECT_EQ(folder, L"");
+  EXPECT_FALSE(FolderOfProgram(L"Kestrel.exe", folder));
+  EXPECT_EQ(folder, L"");
+}
+
+TEST(ProgramFolder, CurrentPathIsTheTestProgramsFolder) {
+  std::wstring path, module;
+  ASSERT_TRUE(GetCurrentPath(path));
+  ASSERT_EQ(platform::ModuleFileName(module), 0u);
+  EXPECT_EQ(module.rfind(path, 0), 0u);
+  EXPECT_TRUE(module[path.size()] == L'\\' || module[path.size()] == L'/');
+}
+
+class FileHelpers : public testing::Test {
+ protected:
+  void SetUp() override {
+    testsupport::SetInstallDir(agent_.path());
+    OpenLog();
+  }
+  void TearDown() override {
+    CloseLog();
+    testsupport::SetInstallDir(L"");
+  }
+  std::vector<std::wstring> Messages() {
+    CloseLog();
+    std::vector<std::wstring> lines;
+    if (platform::PathExists(agent_ / L"Logs\\thcapture.log")) {
+      lines = testsupport::LogLines(agent_ / L"Logs\\thcapture.log");
+    }
+    OpenLog();
+    return lines;
+  }
+  testsupport::ScratchFolder agent_, dir_;
+};
+
+TEST_F(FileHelpers, DeleteIfExistsLogsWhatHappened) {
+  const std::wstring file = dir_ / L"kestrel.state";
+  EXPECT_TRUE(DeleteIfExists(file));
+  testsupport::WriteFile(file, "x");
+  EXPECT_TRUE(DeleteIfExists(file));
+  EXPECT_FALSE(platform::PathExists(file));
+  EXPECT_TRUE(DeleteIfExists(L""));
+  ASSERT_EQ(platform::MakeFolder(dir_ / L"folder"), 0u);
+  EXPECT_FALSE(DeleteIfExists(dir_ / L"folder"));
+  const auto lines = Messages();
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(testsupport::WithoutSource(lines[0]), L"File " + file + L" doesn't exist");
+  EXPECT_EQ(testsupport::WithoutSource(lines[1]), L"Deleted existing file " + file);
+  EXPECT_EQ(testsupport::WithoutSource(lines[2]), L"Deletion failed for file " + (dir_ / L"folder"));
+  for (const auto& line : lines) EXPECT_EQ(line.rfind(L"DeleteIfExists@", 0), 0u);
+}
+
+TEST_F(FileHelpers, CreateDirectoryMakesEveryParentOnceAndQuietly) {
+  const std::wstring deepest = dir_ / L"a\\b\\c";
+  EXPECT_TRUE(create_directory(deepest));
+  uint32_t attributes = 0;
+  ASSERT_EQ(platform::GetAttributes(deepest, attributes), 0u);
+  EXPECT_NE(attributes & platform::kAttrDirectory, 0u);
+  EXPECT_TRUE(create_directory(deepest));
+  EXPECT_TRUE(create_directory(dir_ / L"a\\b\\"));
+  EXPECT_TRUE(create_directory(L"\\"));
+  EXPECT_FALSE(create_directory(L"\\\\server\\share\\folder"));
+  EXPECT_TRUE(Messages().empty());
+}
+
+TEST_F(FileHelpers, CreateDirectoryReportsAFileInTheWay) {
+  testsupport::WriteFile(dir_ / L"plain", "x");
+  const std::wstring blocked = dir_ / L"plain\\child";
+  EXPECT_FALSE(create_directory(blocked));
+  const auto lines = Messages();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(testsupport::WithoutSource(lines[0]), L"CreateDirectoryW(\"" + blocked + L"\") error: 3");
+  EXPECT_EQ(lines[0].rfind(L"create_directory@", 0), 0u);
+  EXPECT_EQ(lines[1].rfind(L"Assert failure: create_directory@", 0), 0u);
+}
+
+TEST(Privileges, TheTestsRunWithBackupRights) { EXPECT_TRUE(HasBackupPrivilege()); }
+
+}  // namespace

@@ -1,0 +1,168 @@
+// The files family, run unchanged against both backends: the codes and
+// attributes here are what the program's log lines will carry.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "platform/files.h"
+#include "support/scratch.h"
+
+using namespace platform;
+
+namespace {
+
+std::vector<std::wstring> Names(const std::vector<FindEntry>& entries) {
+  std::vector<std::wstring> names;
+  for (const auto& e : entries) {
+    if (e.name != L"." && e.name != L"..") names.push_back(e.name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+class FilesContract : public testing::Test {
+ protected:
+  testsupport::ScratchFolder dir_;
+};
+
+TEST_F(FilesContract, FindReportsNamesAttributesAndSizes) {
+  testsupport::WriteFile(dir_ / L"Alpha.txt", "12345");
+  testsupport::WriteFile(dir_ / L"beta.dat", "");
+  ASSERT_EQ(MakeFolder(dir_ / L"{1C2B3A4D-0000-0000-0000-000000000001}"), 0u);
+
+  FindEntry entry;
+  ASSERT_EQ(FindFirst(dir_ / L"Alpha.txt", entry), 0u);
+  EXPECT_EQ(entry.name, L"Alpha.txt");
+  EXPECT_EQ(entry.size, 5u);
+  EXPECT_EQ(entry.attributes & kAttrDirectory, 0u);
+
+  // Names match without regard to case and report the name as stored.
+  ASSERT_EQ(FindFirst(dir_ / L"ALPHA.TXT", entry), 0u);
+  EXPECT_EQ(entry.name, L"Alpha.txt");
+
+  ASSERT_EQ(FindFirst(dir_.path(), entry), 0u);
+  EXPECT_NE(entry.attributes & kAttrDirectory, 0u);
+
+  std::vector<FindEntry> entries;
+  ASSERT_EQ(FindFiles(dir_ / L"*", entries), 0u);
+  EXPECT_EQ(Names(entries),
+            (std::vector<std::wstring>{L"Alpha.txt", L"beta.dat", L"{1C2B3A4D-0000-0000-0000-000000000001}"}));
+  ASSERT_EQ(FindFiles(dir_ / L"*.TXT", entries), 0u);
+  EXPECT_EQ(Names(entries), std::vector<std::wstring>{L"Alpha.txt"});
+  ASSERT_EQ(FindFiles(dir_ / L"b?ta.*", entries), 0u);
+  EXPECT_EQ(Names(entries), std::vector<std::wstring>{L"beta.dat"});
+  ASSERT_EQ(FindFiles(dir_ / L"{*}", entries), 0u);
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_NE(entries[0].attributes & kAttrDirectory, 0u);
+}
+
+TEST_F(FilesContract, MissingThingsGiveTheWindowsCodes) {
+  FindEntry entry;
+  std::vector<FindEntry> entries;
+  EXPECT_EQ(FindFirst(dir_ / L"nothing", entry), kErrorFileNotFound);
+  EXPECT_EQ(FindFiles(dir_ / L"*.none", entries), kErrorFileNotFound);
+  EXPECT_EQ(FindFiles(dir_ / L"missing\\*", entries), kErrorPathNotFound);
+  uint32_t attributes = 0;
+  EXPECT_EQ(GetAttributes(dir_ / L"nothing", attributes), kErrorFileNotFound);
+  EXPECT_EQ(GetAttributes(dir_ / L"missing\\nothing", attributes), kErrorPathNotFound);
+  EXPECT_EQ(RemoveFile(dir_ / L"nothing"), kErrorFileNotFound);
+  EXPECT_EQ(MakeFolder(dir_ / L"missing\\child"), kErrorPathNotFound);
+  File file;
+  EXPECT_EQ(file.Open(dir_ / L"nothing", OpenMode::Read), kErrorFileNotFound);
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_FALSE(PathExists(dir_ / L"nothing"));
+}
+
+TEST_F(FilesContract, FoldersAndFilesAreNotConfused) {
+  ASSERT_EQ(MakeFolder(dir_ / L"sub"), 0u);
+  EXPECT_EQ(MakeFolder(dir_ / L"sub"), kErrorAlreadyExists);
+  EXPECT_EQ(MakeFolder(dir_ / L"SUB"), kErrorAlreadyExists);
+  EXPECT_EQ(RemoveFile(dir_ / L"sub"), kErrorAccessDenied);
+  File file;
+  EXPECT_EQ(file.Open(dir_ / L"sub", OpenMode::CreateAlways), kErrorAccessDenied);
+  testsupport::WriteFile(dir_ / L"sub\\f", "x");
+  EXPECT_EQ(RemoveFolder(dir_ / L"sub"), kErrorDirNotEmpty);
+  EXPECT_EQ(RemoveFile(dir_ / L"sub\\f"), 0u);
+  EXPECT_EQ(RemoveFolder(dir_ / L"sub"), 0u);
+  EXPECT_FALSE(PathExists(dir_ / L"sub"));
+}
+
+TEST_F(FilesContract, CopyReplacesOrRefusesAndKeepsTheSourceIntact) {
+  testsupport::WriteFile(dir_ / L"a", "new contents");
+  testsupport::WriteFile(dir_ / L"b", "old");
+  EXPECT_EQ(CopyFileTo(dir_ / L"a", dir_ / L"b", true), kErrorFileExists);
+  EXPECT_EQ(testsupport::ReadFile(dir_ / L"b"), "old");
+  EXPECT_EQ(CopyFileTo(dir_ / L"a", dir_ / L"b", false), 0u);
+  EXPECT_EQ(testsupport::ReadFile(dir_ / L"b"), "new contents");
+  EXPECT_EQ(CopyFileTo(dir_ / L"missing", dir_ / L"c", false), kErrorFileNotFound);
+  EXPECT_FALSE(PathExists(dir_ / L"c"));
+  // The read-only attribute is kept and can be cleared again.
+  ASSERT_EQ(SetAttributes(dir_ / L"b", kAttrReadOnly), 0u);
+  uint32_t attributes = 0;
+  ASSERT_EQ(GetAttributes(dir_ / L"b", attributes), 0u);
+  EXPECT_NE(attributes & kAttrReadOnly, 0u);
+  ASSERT_EQ(SetAttributes(dir_ / L"b", kAttrNormal), 0u);
+  ASSERT_EQ(GetAttributes(dir_ / L"b", attributes), 0u);
+  EXPECT_EQ(attributes & kAttrReadOnly, 0u);
+  EXPECT_EQ(RemoveFile(dir_ / L"b"), 0u);
+}
+
+TEST_F(FilesContract, AppendOpenReportsWhetherTheFileExistedAndWritesAtTheEnd) {
+  File file;
+  bool existed = true;
+  ASSERT_EQ(file.Open(dir_ / L"log", OpenMode::AppendAlways, &existed), 0u);
+  EXPECT_FALSE(existed);
+  ASSERT_EQ(file.Write("abc", 3), 0u);
+  file.Close();
+  ASSERT_EQ(file.Open(dir_ / L"log", OpenMode::AppendAlways, &existed), 0u);
+  EXPECT_TRUE(existed);
+  uint64_t end = 0;
+  ASSERT_EQ(file.SeekEnd(end), 0u);
+  EXPECT_EQ(end, 3u);
+  ASSERT_EQ(file.Write("de", 2), 0u);
+  uint64_t size = 0;
+  ASSERT_EQ(file.Size(size), 0u);
+  EXPECT_EQ(size, 5u);
+  EXPECT_EQ(file.Flush(), 0u);
+  file.Close();
+  EXPECT_EQ(testsupport::ReadFile(dir_ / L"log"), "abcde");
+  ASSERT_EQ(GetSize(dir_ / L"log", size), 0u);
+  EXPECT_EQ(size, 5u);
+
+  // CreateAlways truncates.
+  ASSERT_EQ(file.Open(dir_ / L"log", OpenMode::CreateAlways, &existed), 0u);
+  EXPECT_TRUE(existed);
+  file.Close();
+  EXPECT_EQ(testsupport::ReadFile(dir_ / L"log"), "");
+}
+
+TEST_F(FilesContract, ByteRangeLocksExcludeOtherOpensOfTheFile) {
+  File first, second;
+  ASSERT_EQ(first.Open(dir_ / L"shared", OpenMode::AppendAlways), 0u);
+  ASSERT_EQ(second.Open(dir_ / L"shared", OpenMode::AppendAlways), 0u);  // shared for writing
+  ASSERT_EQ(first.Lock(10, 20), 0u);
+  EXPECT_EQ(second.Lock(15, 1), kErrorLockViolation);
+  EXPECT_EQ(second.Lock(30, 5), 0u);  // outside the first range
+  ASSERT_EQ(first.Unlock(10, 20), 0u);
+  EXPECT_EQ(second.Lock(15, 1), 0u);
+  EXPECT_EQ(second.Unlock(15, 1), 0u);
+  EXPECT_EQ(second.Unlock(30, 5), 0u);
+}
+
+TEST_F(FilesContract, ReadingBackWhatWasWritten) {
+  std::string bytes(100000, '\0');
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7);
+  ASSERT_EQ(WriteWholeFile(dir_ / L"blob", bytes), 0u);
+  std::string back;
+  ASSERT_EQ(ReadWholeFile(dir_ / L"blob", back), 0u);
+  EXPECT_EQ(back, bytes);
+  File file;
+  ASSERT_EQ(file.Open(dir_ / L"blob", OpenMode::ReadWrite), 0u);
+  ASSERT_EQ(file.Seek(99998), 0u);
+  char tail[8];
+  size_t read = 0;
+  ASSERT_EQ(file.Read(tail, sizeof tail, read), 0u);
+  EXPECT_EQ(read, 2u);
+}
+
+}  // namespace

@@ -1,0 +1,27 @@
+#include <gtest/gtest.h>
+
+#include "ui/dialogs.h"
+
+namespace {
+
+TEST(StringTable, TextsKeepTheirLineBreaksQuotesAndBlanks) {
+  EXPECT_EQ(LoadStringId(111), L"Please install the application.\r\nClick \"OK\" after installing the application.");
+  EXPECT_EQ(LoadStringId(117),
+            L"Please login after the computer has restarted to complete the packaging process.\r\n\r\nClick \"OK\" "
+            L"to restart now. ");
+  EXPECT_EQ(LoadStringId(113),
+            L"System will reboot.\r\nClick \"Yes\" to cancel.\r\nOr Click \"No\" to continue packaging.");
+  EXPECT_EQ(LoadStringId(103), L"Tellurex Merovane - Packaging in progress");
+  EXPECT_EQ(LoadStringId(104), L"");
+}
+
+TEST(StringTable, BodyArgumentFillsItsPlaceholder) {
+  const std::wstring error = L"0x80070005";
+  EXPECT_EQ(FillBody(LoadStringId(123), &error),
+            L"Packaging failed with error 0x80070005.\r\nYou can restart this Packaging wizard from the Tellurex "
+            L"Merovane manager page.");
+  EXPECT_EQ(FillBody(L"no placeholder", &error), L"no placeholder");
+  EXPECT_EQ(FillBody(L"[%s]", nullptr), L"[]");
+}
+
+}  // namespace
