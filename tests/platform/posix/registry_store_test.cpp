@@ -92,13 +92,15 @@ TEST_F(RegistryStore, ReadsOfAMissingStoreCreateNothing) {
   EXPECT_EQ(std::vector<std::wstring>{L"SOFTWARE"}, names);
 }
 
-TEST_F(RegistryStore, UnwritableFolderIsAccessDenied) {
-  if (geteuid() == 0) GTEST_SKIP() << "root writes everywhere";
-  ASSERT_EQ(0, chmod(folder_.c_str(), 0500));
-  UseStore(folder_ + "/sub/registry.db");
+TEST_F(RegistryStore, AFolderThatCannotBeMadeIsPathNotFound) {
+  // A regular file where a folder should be stops even root.
+  { std::ofstream(folder_ + "/plain"); }
+  UseStore(folder_ + "/plain/sub/registry.db");
   reg::Key key;
-  EXPECT_EQ(5u, reg::CreateKey(L"HKLM\\SOFTWARE\\X", reg::kAllAccess, key));
-  chmod(folder_.c_str(), 0700);
+  EXPECT_EQ(3u, reg::CreateKey(L"HKLM\\SOFTWARE\\X", reg::kAllAccess, key));
+  EXPECT_FALSE(key.IsOpen());
+  EXPECT_EQ(2u, reg::OpenKey(L"HKLM\\SOFTWARE\\X", reg::kRead, key));
+  EXPECT_EQ("", ReadBytes(folder_ + "/plain"));
 }
 
 TEST_F(RegistryStore, BadFilesGiveACleanErrorAndStayAsTheyWere) {
