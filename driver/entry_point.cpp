@@ -3,7 +3,6 @@
 #include <climits>
 #include <exception>
 
-#include "driver/instance.h"
 #include "driver/post_process.h"
 #include "driver/workflow.h"
 #include "foundation/file_helpers.h"
@@ -88,7 +87,7 @@ int Capture(const std::vector<std::wstring>& arguments, const EntryServices& ser
 
   // Before anything of the volume is touched; silent mode is not known yet,
   // so the message is always shown.
-  if (InstanceMutexError() == platform::kErrorAlreadyExists) {
+  if (services.instanceMutexError == platform::kErrorAlreadyExists) {
     Log(0, L"Multiple instances running, not a clean state to do provisioning!", kFunction, __LINE__);
     CHelperDlgs::ShowUserDialog(103, 108, 105, nullptr, DialogIcon::Error, DialogButtons::Ok, true);
     return exit_code::kOtherInstance;

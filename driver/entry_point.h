@@ -1,6 +1,7 @@
 // The program's command line and run modes.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -37,6 +38,8 @@ using CaptureRunner = std::function<int(CaptureRun&)>;
 struct EntryServices {
   CaptureRunner capture;
   PostProcessor postProcess;
+  // What creating the single-instance mutex reported (183: another instance).
+  uint32_t instanceMutexError = 0;
 };
 
 EntryServices DefaultEntryServices();

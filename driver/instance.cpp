@@ -2,15 +2,7 @@
 
 #include "platform/process.h"
 
-namespace {
-
-platform::NamedMutex& InstanceMutex() {
+uint32_t CreateInstanceMutex() {
   static platform::NamedMutex mutex;
-  return mutex;
+  return mutex.Create(kInstanceMutexName);
 }
-
-const uint32_t g_creationError = InstanceMutex().Create(kInstanceMutexName);
-
-}  // namespace
-
-uint32_t InstanceMutexError() { return g_creationError; }

@@ -105,6 +105,20 @@ TEST_F(EntryPoint, CaptureGetsFlagsMarkerAndTheProgramsFolder) {
   EXPECT_EQ(captures_, 3);
 }
 
+TEST_F(EntryPoint, AnotherInstanceStopsTheCaptureButNotTheServiceCommands) {
+  services_.instanceMutexError = 183;
+  EXPECT_EQ(Main({L"<phaseone>", L"-o0"}), -18);
+  EXPECT_EQ(Main({L"-preProv", L"E:"}), 1);
+  EXPECT_EQ(Main({L"-postProv", L"d", L"m"}), -5);
+  EXPECT_EQ(captures_, 0);
+  services_.instanceMutexError = 5;  // any other creation error is no other instance
+  EXPECT_EQ(Main({L"<phaseone>"}), 42);
+  EXPECT_EQ(Messages(),
+            (std::vector<std::wstring>{L"no policy optimization!",
+                                       L"Multiple instances running, not a clean state to do provisioning!",
+                                       L"prepare disk pre provisioning", L"perform post provisioning operations"}));
+}
+
 TEST_F(EntryPoint, PostProvisioningHandsOverBothPaths) {
   EXPECT_EQ(Main({L"-postProv", L"D:\\disk.vhd", L"E:\\meta.json"}), -5);
   EXPECT_EQ(postArguments_, (std::vector<std::wstring>{L"D:\\disk.vhd", L"E:\\meta.json"}));

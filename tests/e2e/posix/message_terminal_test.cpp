@@ -1,5 +1,6 @@
 // On Linux the packager's messages go to the terminal; with no one to answer
 // (the tests' standard input is not a terminal) nothing waits.
+#include "driver/instance.h"
 #include "e2e/kestrel_fixture.h"
 
 namespace {
@@ -28,7 +29,7 @@ TEST_F(KestrelCommandLine, MessagesAppearOnTheTerminalWithoutWaiting) {
 
 TEST_F(KestrelCommandLine, SecondInstanceShowsTheFailureMessage) {
   platform::NamedMutex firstInstance;
-  ASSERT_EQ(firstInstance.Create(L"Global\\8A8E270F-5D14-4902-AA0B-9785984091FF"), 0u);
+  ASSERT_EQ(firstInstance.Create(kInstanceMutexName), 0u);
   const RunResult r = Kestrel({L"E:"});
   EXPECT_EQ(r.exitCode, 238u);  // -18 in 8 bits
   EXPECT_EQ(r.output,
