@@ -149,6 +149,7 @@ EntryServices DefaultEntryServices() {
 
 int KestrelMain(const std::vector<std::wstring>& arguments, const EntryServices& services) {
   try {
+    InitializeUserInterface();
     if (arguments.size() <= 1) {
       PrintBanner();
       return exit_code::kUsage;

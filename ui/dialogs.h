@@ -12,6 +12,10 @@ inline constexpr int kDialogOk = 1;
 inline constexpr int kDialogCancel = 2;  // Cancel and No both answer 2
 inline constexpr int kDialogYes = 6;
 
+// Readies the user interface once, before any dialog (the windowing
+// system and the dialog framework on Windows; nothing on a terminal).
+void InitializeUserInterface();
+
 // The text of a string-table id; empty for an unknown id.
 std::wstring LoadStringId(int id);
 // Body text with the optional argument in place of its "%s".

@@ -43,6 +43,8 @@ int Ask(DialogButtons buttons) {
 
 }  // namespace
 
+void InitializeUserInterface() {}
+
 int CHelperDlgs::ShowUserDialog(int titleId, int headingId, int bodyId, const std::wstring* argument,
                                 DialogIcon icon, DialogButtons buttons, bool modal) {
   const std::wstring body = FillBody(LoadStringId(bodyId), argument);

@@ -27,6 +27,13 @@ UINT IconFlag(DialogIcon icon) {
 
 }  // namespace
 
+void InitializeUserInterface() {
+  // Touching the windowing system once connects this thread to it before
+  // the first dialog; the module handle is where the string table lives.
+  DefWindowProcW(nullptr, 0, 0, 0);
+  GetModuleHandleW(nullptr);
+}
+
 int CHelperDlgs::ShowUserDialog(int titleId, int headingId, int bodyId, const std::wstring* argument,
                                 DialogIcon icon, DialogButtons buttons, bool modal) {
   const std::wstring title = ResourceString(titleId);

@@ -38,4 +38,14 @@ TEST_F(KestrelCommandLine, SecondInstanceShowsTheFailureMessage) {
             "Please restart packaging after system reboot.\n");
 }
 
+TEST_F(KestrelCommandLine, DebuggerOutputGoesToStandardErrorOnRequest) {
+  EXPECT_EQ(Kestrel({L"-preProv", L"E:"}).output, "");
+  platform::SetEnv(L"KESTREL_DEBUG_OUTPUT", L"1");
+  const RunResult r = Kestrel({L"-preProv", L"E:"});
+  platform::UnsetEnv(L"KESTREL_DEBUG_OUTPUT");
+  // The same text as the log line, without the stamp.
+  EXPECT_EQ(platform::FromUtf8(r.output), testsupport::LogLines(LogPath()).back() + L"\n");
+  EXPECT_EQ(testsupport::WithoutSource(platform::FromUtf8(r.output)), L"prepare disk pre provisioning\n");
+}
+
 }  // namespace
