@@ -2,6 +2,20 @@
 
 namespace platform {
 
+// Only opening and closing differ between the backends.
+File::~File() { Close(); }
+
+File::File(File&& other) noexcept : handle_(other.handle_) { other.handle_ = kInvalid; }
+
+File& File::operator=(File&& other) noexcept {
+  if (this != &other) {
+    Close();
+    handle_ = other.handle_;
+    other.handle_ = kInvalid;
+  }
+  return *this;
+}
+
 uint32_t ReadWholeFile(const std::wstring& path, std::string& bytes) {
   File file;
   uint32_t error = file.Open(path, OpenMode::Read);

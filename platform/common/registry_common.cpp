@@ -5,6 +5,20 @@
 
 namespace platform::registry {
 
+// Only closing differs between the backends.
+Key::~Key() { Close(); }
+
+Key::Key(Key&& other) noexcept : handle_(other.handle_) { other.handle_ = 0; }
+
+Key& Key::operator=(Key&& other) noexcept {
+  if (this != &other) {
+    Close();
+    handle_ = other.handle_;
+    other.handle_ = 0;
+  }
+  return *this;
+}
+
 bool MachineSubkeyPath(const std::wstring& path, std::wstring& subkey) {
   static const wchar_t* const kRoots[] = {L"HKEY_LOCAL_MACHINE", L"HKLM", L"\\REGISTRY\\MACHINE"};
   for (const wchar_t* root : kRoots) {

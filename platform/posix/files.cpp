@@ -247,19 +247,6 @@ uint32_t RemoveFolder(const std::wstring& path) {
   return 0;
 }
 
-File::~File() { Close(); }
-
-File::File(File&& other) noexcept : handle_(other.handle_) { other.handle_ = kInvalid; }
-
-File& File::operator=(File&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = other.handle_;
-    other.handle_ = kInvalid;
-  }
-  return *this;
-}
-
 uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
   Close();
   std::string native;

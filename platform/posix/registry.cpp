@@ -102,19 +102,6 @@ uint32_t CheckValueName(const std::wstring& name) {
 
 }  // namespace
 
-Key::~Key() { Close(); }
-
-Key::Key(Key&& other) noexcept : handle_(other.handle_) { other.handle_ = 0; }
-
-Key& Key::operator=(Key&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = other.handle_;
-    other.handle_ = 0;
-  }
-  return *this;
-}
-
 void Key::Close() {
   delete reinterpret_cast<Handle*>(handle_);
   handle_ = 0;

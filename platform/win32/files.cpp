@@ -81,19 +81,6 @@ uint32_t RemoveFolder(const std::wstring& path) {
   return RemoveDirectoryW(path.c_str()) ? 0 : GetLastError();
 }
 
-File::~File() { Close(); }
-
-File::File(File&& other) noexcept : handle_(other.handle_) { other.handle_ = kInvalid; }
-
-File& File::operator=(File&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = other.handle_;
-    other.handle_ = kInvalid;
-  }
-  return *this;
-}
-
 uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
   Close();
   DWORD access = GENERIC_READ;

@@ -41,19 +41,6 @@ uint32_t Create(HKEY parent, const std::wstring& subkey, uint32_t access, Key& k
 
 }  // namespace
 
-Key::~Key() { Close(); }
-
-Key::Key(Key&& other) noexcept : handle_(other.handle_) { other.handle_ = 0; }
-
-Key& Key::operator=(Key&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = other.handle_;
-    other.handle_ = 0;
-  }
-  return *this;
-}
-
 void Key::Close() {
   if (handle_ != 0) RegCloseKey(HkeyOf(*this));
   handle_ = 0;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "platform/process.h"
 #include "platform/registry.h"
 #include "platform/text.h"
+#include "support/scratch.h"
 
 namespace reg = platform::registry;
 namespace rf = platform::regfile;
@@ -245,14 +247,15 @@ class RegFileRegistry : public ::testing::Test {
     const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
     const std::wstring tag = std::to_wstring(stamp) + L"-" + std::to_wstring(++counter);
     store_ = platform::TempFolder() + L"/kestrel-regfile-" + tag + L".db";
-    platform::SetEnv(L"KESTREL_REGISTRY", store_);
+    registry_.emplace(L"KESTREL_REGISTRY", store_);
     root_ = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KestrelTest\\RegFile-" + tag;
   }
   void TearDown() override {
     reg::DeleteKeyTree(root_);
     platform::RemoveFile(store_);
-    platform::UnsetEnv(L"KESTREL_REGISTRY");
+    registry_.reset();
   }
+  std::optional<testsupport::ScopedEnv> registry_;  // the test's own store on Linux
   std::wstring store_;
   std::wstring root_;
 };

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "platform/process.h"
 #include "platform/registry.h"
 #include "platform/text.h"
+#include "support/scratch.h"
 
 namespace reg = platform::registry;
 
@@ -23,7 +25,7 @@ class RegistryContract : public ::testing::Test {
     const std::wstring tag = std::to_wstring(stamp) + L"-" + std::to_wstring(++counter);
     // Linux: a store of the test's own. Windows ignores the variable.
     store_ = platform::TempFolder() + L"/kestrel-registry-" + tag + L".db";
-    platform::SetEnv(L"KESTREL_REGISTRY", store_);
+    registry_.emplace(L"KESTREL_REGISTRY", store_);
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
     const std::string name = info->name();
     root_ = L"HKLM\\SOFTWARE\\KestrelTest\\" + std::wstring(name.begin(), name.end()) + L"-" + tag;
@@ -32,7 +34,7 @@ class RegistryContract : public ::testing::Test {
   void TearDown() override {
     reg::DeleteKeyTree(root_);
     platform::RemoveFile(store_);
-    platform::UnsetEnv(L"KESTREL_REGISTRY");
+    registry_.reset();
   }
 
   // The scratch key, created for all access.
@@ -42,6 +44,7 @@ class RegistryContract : public ::testing::Test {
     return key;
   }
 
+  std::optional<testsupport::ScopedEnv> registry_;  // the test's own store on Linux
   std::wstring store_;
   std::wstring root_;
 };

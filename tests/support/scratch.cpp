@@ -42,6 +42,19 @@ void RemoveTree(const std::wstring& path) {
   platform::RemoveFolder(path);
 }
 
+ScopedEnv::ScopedEnv(const std::wstring& name, const std::wstring& value) : name_(name) {
+  hadPrevious_ = platform::GetEnv(name, previous_);
+  platform::SetEnv(name, value);
+}
+
+ScopedEnv::~ScopedEnv() {
+  if (hadPrevious_) {
+    platform::SetEnv(name_, previous_);
+  } else {
+    platform::UnsetEnv(name_);
+  }
+}
+
 void WriteFile(const std::wstring& path, const std::string& bytes) {
   ASSERT_EQ(platform::WriteWholeFile(path, bytes), 0u) << platform::ToUtf8(path);
 }

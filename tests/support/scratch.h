@@ -22,6 +22,19 @@ class ScratchFolder {
 };
 
 void RemoveTree(const std::wstring& path);
+
+// Sets an environment variable for a scope and restores what was there.
+class ScopedEnv {
+ public:
+  ScopedEnv(const std::wstring& name, const std::wstring& value);
+  ~ScopedEnv();
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  std::wstring name_, previous_;
+  bool hadPrevious_ = false;
+};
 void DetachStandardInput();
 void WriteFile(const std::wstring& path, const std::string& bytes);
 std::string ReadFile(const std::wstring& path);

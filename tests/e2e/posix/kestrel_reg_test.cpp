@@ -12,10 +12,12 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/text.h"
+#include "support/scratch.h"
 
 extern char** environ;
 
@@ -58,12 +60,12 @@ class KestrelReg : public ::testing::Test {
     ASSERT_NE(nullptr, mkdtemp(pattern));
     folder_ = pattern;
     store_ = folder_ + "/store/registry.db";
-    setenv("KESTREL_REGISTRY", store_.c_str(), 1);
+    registry_.emplace(L"KESTREL_REGISTRY", platform::FromUtf8(store_));
     ASSERT_TRUE(Exists(ProgramPath())) << ProgramPath();
   }
   void TearDown() override {
-    unsetenv("KESTREL_REGISTRY");
-    std::system(("rm -rf '" + folder_ + "'").c_str());
+    registry_.reset();
+    testsupport::RemoveTree(platform::FromUtf8(folder_));
   }
 
   // Starts the program with its output going to files named after tag.
@@ -95,6 +97,7 @@ class KestrelReg : public ::testing::Test {
 
   Result Reg(const std::vector<std::string>& args) { return Finish(Start(args, "run"), "run"); }
 
+  std::optional<testsupport::ScopedEnv> registry_;
   std::string folder_;
   std::string store_;
 };

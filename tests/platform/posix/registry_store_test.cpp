@@ -8,12 +8,16 @@
 
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/posix/registry_store.h"
+#include "platform/process.h"
 #include "platform/registry.h"
+#include "platform/text.h"
+#include "support/scratch.h"
 
 namespace reg = platform::registry;
 
@@ -38,14 +42,15 @@ class RegistryStore : public ::testing::Test {
     UseStore(folder_ + "/registry.db");
   }
   void TearDown() override {
-    unsetenv("KESTREL_REGISTRY");
-    std::system(("rm -rf '" + folder_ + "'").c_str());
+    registry_.reset();
+    testsupport::RemoveTree(platform::FromUtf8(folder_));
   }
   void UseStore(const std::string& path) {
     store_ = path;
-    setenv("KESTREL_REGISTRY", path.c_str(), 1);
+    registry_.emplace(L"KESTREL_REGISTRY", platform::FromUtf8(path));
   }
 
+  std::optional<testsupport::ScopedEnv> registry_;
   std::string folder_;
   std::string store_;
 };
@@ -60,7 +65,9 @@ std::vector<std::wstring> ValueNames(const reg::Key& key) {
 
 TEST_F(RegistryStore, DefaultPathAndVariable) {
   EXPECT_EQ(store_, reg::store::StorePath());
-  unsetenv("KESTREL_REGISTRY");
+  registry_.reset();
+  testsupport::ScopedEnv unset(L"KESTREL_REGISTRY", L"");
+  platform::UnsetEnv(L"KESTREL_REGISTRY");
   EXPECT_EQ("/var/lib/kestrel/registry.db", reg::store::StorePath());
 }
 
