@@ -1,4 +1,5 @@
 #include "foundation/format.h"
+#include "support/float_values.h"
 
 #include <gtest/gtest.h>
 
@@ -13,16 +14,7 @@ using foundation::Format;
 
 namespace {
 
-double Bits(uint64_t bits) {
-  double value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
-
-const double kInf = std::numeric_limits<double>::infinity();
-// What 0/0 and inf-inf give on x86: the "indeterminate" NaN, sign bit set.
-const double kIndeterminate = Bits(0xFFF8000000000000ULL);
-const double kQuietNan = Bits(0x7FF8000000000000ULL);
+using namespace testvalues;
 
 // The messages the log writes, with the argument types their callers pass.
 TEST(Format, LogMessages) {

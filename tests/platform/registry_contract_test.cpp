@@ -49,14 +49,6 @@ class RegistryContract : public ::testing::Test {
   std::wstring root_;
 };
 
-std::vector<std::wstring> ValueNames(const reg::Key& key) {
-  std::vector<reg::ValueEntry> values;
-  EXPECT_EQ(0u, reg::EnumValues(key, values));
-  std::vector<std::wstring> names;
-  for (const auto& v : values) names.push_back(v.name);
-  return names;
-}
-
 TEST_F(RegistryContract, CreateOpenAndClose) {
   bool created = false;
   reg::Key key;
@@ -126,7 +118,7 @@ TEST_F(RegistryContract, NamesIgnoreCaseAndKeepIt) {
   std::wstring text;
   EXPECT_EQ(0u, reg::QueryString(sub, L"valuename", text));
   EXPECT_EQ(L"two", text);
-  EXPECT_EQ(std::vector<std::wstring>{L"ValueName"}, ValueNames(sub)) << "first spelling stays";
+  EXPECT_EQ(std::vector<std::wstring>{L"ValueName"}, testsupport::ValueNames(sub)) << "first spelling stays";
 
   std::vector<std::wstring> names;
   ASSERT_EQ(0u, reg::EnumSubKeys(key, names));
@@ -209,7 +201,7 @@ TEST_F(RegistryContract, EnumerationOrderAndCount) {
   // creation order against name order is a Linux store test.
   reg::Key values = Scratch(L"values");
   for (const wchar_t* name : {L"", L"a", L"b", L"c"}) ASSERT_EQ(0u, reg::SetDword(values, name, 1));
-  EXPECT_EQ((std::vector<std::wstring>{L"", L"a", L"b", L"c"}), ValueNames(values));
+  EXPECT_EQ((std::vector<std::wstring>{L"", L"a", L"b", L"c"}), testsupport::ValueNames(values));
   std::vector<reg::ValueEntry> entries;
   ASSERT_EQ(0u, reg::EnumValues(values, entries));
   ASSERT_EQ(4u, entries.size());
@@ -222,7 +214,7 @@ TEST_F(RegistryContract, DeleteValueAndKeyTree) {
   ASSERT_EQ(0u, reg::SetDword(key, L"gone", 1));
   ASSERT_EQ(0u, reg::SetDword(key, L"kept", 2));
   EXPECT_EQ(0u, reg::DeleteValue(key, L"GONE"));
-  EXPECT_EQ((std::vector<std::wstring>{L"kept"}), ValueNames(key));
+  EXPECT_EQ((std::vector<std::wstring>{L"kept"}), testsupport::ValueNames(key));
 
   reg::Key deep = Scratch(L"Tree\\Branch\\Leaf");
   ASSERT_EQ(0u, reg::SetDword(deep, L"v", 1));

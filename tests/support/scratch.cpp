@@ -84,6 +84,14 @@ void SetInstallDir(const std::wstring& folder) {
   }
 }
 
+std::vector<std::wstring> ValueNames(const platform::registry::Key& key) {
+  std::vector<platform::registry::ValueEntry> values;
+  EXPECT_EQ(platform::registry::EnumValues(key, values), 0u);
+  std::vector<std::wstring> names;
+  for (const auto& v : values) names.push_back(v.name);
+  return names;
+}
+
 bool HasStamp(const std::wstring& text) {
   // [2024-05-02 09:41:07.023 UTC] 
   static const wchar_t kShape[] = L"[dddd-dd-dd dd:dd:dd.ddd UTC] ";

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/registry.h"
+
 namespace testsupport {
 
 // A fresh folder under the temporary folder, removed with all it holds.
@@ -46,6 +48,9 @@ void UseRegistryIn(const std::wstring& folder);
 inline constexpr wchar_t kAgentKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Tellurex\\Merovane\\Agent";
 // Points the agent's InstallDir at folder (and, with an empty folder, removes it).
 void SetInstallDir(const std::wstring& folder);
+
+// The names of a key's values, in the order the registry lists them.
+std::vector<std::wstring> ValueNames(const platform::registry::Key& key);
 
 // The log's lines with their stamps checked and removed; fails the current
 // test when the file does not start with FF FE or a line lacks its stamp.

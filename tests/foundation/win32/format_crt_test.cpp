@@ -3,6 +3,7 @@
 // the legacy wide meanings. Both are taken from the DLLs by name, so no
 // MinGW replacement printf can stand in for them.
 #include "foundation/format.h"
+#include "support/float_values.h"
 
 #include "platform/win32/win32.h"
 
@@ -74,15 +75,7 @@ struct Row {
         UcrtPrintf() ? Ucrt(format __VA_OPT__(, ) __VA_ARGS__) : std::wstring()                 \
   }
 
-double Bits(uint64_t bits) {
-  double value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
-
-const double kInf = std::numeric_limits<double>::infinity();
-const double kIndeterminate = Bits(0xFFF8000000000000ULL);
-const double kQuietNan = Bits(0x7FF8000000000000ULL);
+using namespace testvalues;
 
 // msvcrt writes at least three exponent digits where the UCRT writes two.
 std::wstring ThreeDigitExponents(const std::wstring& text) {

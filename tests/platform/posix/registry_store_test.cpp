@@ -55,14 +55,6 @@ class RegistryStore : public ::testing::Test {
   std::string store_;
 };
 
-std::vector<std::wstring> ValueNames(const reg::Key& key) {
-  std::vector<reg::ValueEntry> values;
-  EXPECT_EQ(0u, reg::EnumValues(key, values));
-  std::vector<std::wstring> names;
-  for (const auto& v : values) names.push_back(v.name);
-  return names;
-}
-
 TEST_F(RegistryStore, DefaultPathAndVariable) {
   EXPECT_EQ(store_, reg::store::StorePath());
   registry_.reset();
@@ -141,10 +133,10 @@ TEST_F(RegistryStore, ValuesEnumerateInCreationOrder) {
   ASSERT_EQ(0u, reg::CreateKey(L"HKLM\\SOFTWARE\\Order", reg::kAllAccess, key));
   for (const wchar_t* name : {L"c", L"a", L"", L"b"}) ASSERT_EQ(0u, reg::SetDword(key, name, 1));
   ASSERT_EQ(0u, reg::SetDword(key, L"A", 2));  // replacing keeps the place
-  EXPECT_EQ((std::vector<std::wstring>{L"c", L"a", L"", L"b"}), ValueNames(key));
+  EXPECT_EQ((std::vector<std::wstring>{L"c", L"a", L"", L"b"}), testsupport::ValueNames(key));
   ASSERT_EQ(0u, reg::DeleteValue(key, L"a"));
   ASSERT_EQ(0u, reg::SetDword(key, L"A", 3));  // a new value goes last
-  EXPECT_EQ((std::vector<std::wstring>{L"c", L"", L"b", L"A"}), ValueNames(key));
+  EXPECT_EQ((std::vector<std::wstring>{L"c", L"", L"b", L"A"}), testsupport::ValueNames(key));
 }
 
 TEST_F(RegistryStore, Wow64ViewRedirectsSoftware) {
@@ -263,7 +255,7 @@ TEST_F(RegistryStore, TwoProcessesWritingAtOnceLoseNothing) {
   EXPECT_EQ(2u * kRounds, n);
   reg::Key writers;
   ASSERT_EQ(0u, reg::OpenSubKey(key, L"Writers", reg::kRead, writers));
-  EXPECT_EQ(2u * kRounds, ValueNames(writers).size());
+  EXPECT_EQ(2u * kRounds, testsupport::ValueNames(writers).size());
 }
 
 TEST_F(RegistryStore, ThreadsShareTheStoreSafely) {
