@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -239,6 +240,7 @@ TEST_F(RegistryStore, TwoProcessesWritingAtOnceLoseNothing) {
       // Each process opens the store itself: its own connection and locks.
       uint32_t error = Increment(kRounds);
       if (error == 0) error = WriteOwnValues(who, kRounds);
+      if (error != 0) std::fprintf(stderr, "writer %d failed with error %u\n", who, error);
       _exit(error == 0 ? 0 : 1);
     }
     children.push_back(pid);
@@ -246,7 +248,7 @@ TEST_F(RegistryStore, TwoProcessesWritingAtOnceLoseNothing) {
   for (pid_t pid : children) {
     int status = 0;
     ASSERT_EQ(pid, waitpid(pid, &status, 0));
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
   }
   reg::Key key;
   ASSERT_EQ(0u, reg::OpenKey(L"HKLM\\SOFTWARE\\Counter", reg::kRead, key));
