@@ -46,6 +46,17 @@ TEST_F(KestrelCommandLine, PreProvisioning) {
   EXPECT_TRUE(VolumeContents().empty());
 }
 
+TEST_F(KestrelCommandLine, PostProvisioningCannotRunYetAndLeavesTheDiskAlone) {
+  testsupport::WriteFile(scratch_ / L"disk.vhd", "conectix");
+  const RunResult r = Kestrel({L"-postProv", scratch_ / L"disk.vhd", scratch_ / L"metadata.json"});
+  EXPECT_EQ(r.exitCode, platform::ExitCodeAsSeen(-13));
+  EXPECT_EQ(testsupport::ReadFile(scratch_ / L"disk.vhd"), "conectix");
+  const Lines lines = testsupport::LogLines(LogPath());
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(testsupport::WithoutSource(lines[0]), L"perform post provisioning operations");
+  EXPECT_EQ(lines[1].rfind(L"PostProcessDisk@", 0), 0u);
+}
+
 TEST_F(KestrelCommandLine, PostProvisioningWithoutDiskIsAUsageError) {
   RunResult r = Kestrel({L"-postProv", L"", scratch_ / L"metadata.json"});
   EXPECT_EQ(r.exitCode, platform::ExitCodeAsSeen(-7));
