@@ -1,7 +1,6 @@
 #include "driver/entry_point.h"
 
 #include <climits>
-#include <exception>
 
 #include "driver/post_process.h"
 #include "driver/workflow.h"

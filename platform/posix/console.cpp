@@ -19,8 +19,12 @@ void ConsoleWrite(const std::wstring& text) {
 void ConsoleFlush() { fflush(stdout); }
 
 void DebugOutput(const std::wstring& text) {
-  std::wstring flag;
-  if (!GetEnv(L"KESTREL_DEBUG_OUTPUT", flag) || flag != L"1") return;
+  // Read once: every log line passes here.
+  static const bool enabled = [] {
+    std::wstring flag;
+    return GetEnv(L"KESTREL_DEBUG_OUTPUT", flag) && flag == L"1";
+  }();
+  if (!enabled) return;
   const std::string bytes = ToUtf8(text);
   fwrite(bytes.data(), 1, bytes.size(), stderr);
   fflush(stderr);

@@ -366,7 +366,7 @@ uint32_t File::Unlock(uint64_t offset, uint64_t length) {
 }
 
 bool ReadFileVersion(const std::wstring& path, std::wstring& version) {
-  // Program files here carry no version resource reader yet.
+  // No reader of PE resources on Linux yet: the version is unknown.
   version.clear();
   return false;
 }

@@ -11,7 +11,6 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
-#include <sstream>
 
 #include "platform/files.h"
 #include "platform/posix/posix_util.h"

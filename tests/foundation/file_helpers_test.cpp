@@ -9,17 +9,17 @@
 namespace {
 
 TEST(ProgramFolder, CutAtTheLastSeparatorKeepingADrivesColon) {
-  std::wstring folder;
-  ASSERT_TRUE(FolderOfProgram(L"E:\\Kestrel.exe", folder));
-  EXPECT_EQ(folder, L"E:");
-  ASSERT_TRUE(FolderOfProgram(L"C:\\Tools\\Kestrel.exe", folder));
-  EXPECT_EQ(folder, L"C:\\Tools");
-  ASSERT_TRUE(FolderOfProgram(L"C:Kestrel.exe", folder));
-  EXPECT_EQ(folder, L"C:");
-  ASSERT_TRUE(FolderOfProgram(L"/mnt/pkg/kestrel", folder));
-  EXPECT_EQ(folder, L"/mnt/pkg");
-  ASSERT_TRUE(FolderOfProgram(L"/kestrel", folder));
-  EXPECT_EQ(folder, L"");
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+      {L"E:\\Kestrel.exe", L"E:"},         {L"C:\\Tools\\Kestrel.exe", L"C:\\Tools"},
+      {L"C:Kestrel.exe", L"C:"},            {L"/mnt/pkg/kestrel", L"/mnt/pkg"},
+      {L"/kestrel", L""},
+  };
+  for (const auto& [module, expected] : cases) {
+    std::wstring folder;
+    EXPECT_TRUE(FolderOfProgram(module, folder));
+    EXPECT_EQ(folder, expected);
+  }
+  std::wstring folder = L"left over";
   EXPECT_FALSE(FolderOfProgram(L"Kestrel.exe", folder));
   EXPECT_EQ(folder, L"");
 }

@@ -3,7 +3,6 @@
 // machine registry (both backends).
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -242,21 +241,13 @@ TEST(RegFileWrite, WhatReadsBackExactly) {
 // Applying operations and reading trees back, on the registry of the build.
 class RegFileRegistry : public ::testing::Test {
  protected:
+  // The scratch key is written in the long form, as regedit names keys.
   void SetUp() override {
-    static int counter = 0;
-    const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
-    const std::wstring tag = std::to_wstring(stamp) + L"-" + std::to_wstring(++counter);
-    store_ = platform::TempFolder() + L"/kestrel-regfile-" + tag + L".db";
-    registry_.emplace(L"KESTREL_REGISTRY", store_);
-    root_ = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\KestrelTest\\RegFile-" + tag;
+    registry_.emplace(L"RegFile");
+    root_ = L"HKEY_LOCAL_MACHINE" + registry_->root().substr(4);
   }
-  void TearDown() override {
-    reg::DeleteKeyTree(root_);
-    platform::RemoveFile(store_);
-    registry_.reset();
-  }
-  std::optional<testsupport::ScopedEnv> registry_;  // the test's own store on Linux
-  std::wstring store_;
+  void TearDown() override { registry_.reset(); }
+  std::optional<testsupport::ScratchRegistry> registry_;
   std::wstring root_;
 };
 

@@ -2,7 +2,6 @@
 // the SQLite store on Linux must agree on every case below.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,22 +19,11 @@ namespace {
 class RegistryContract : public ::testing::Test {
  protected:
   void SetUp() override {
-    static int counter = 0;
-    const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
-    const std::wstring tag = std::to_wstring(stamp) + L"-" + std::to_wstring(++counter);
-    // Linux: a store of the test's own. Windows ignores the variable.
-    store_ = platform::TempFolder() + L"/kestrel-registry-" + tag + L".db";
-    registry_.emplace(L"KESTREL_REGISTRY", store_);
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    const std::string name = info->name();
-    root_ = L"HKLM\\SOFTWARE\\KestrelTest\\" + std::wstring(name.begin(), name.end()) + L"-" + tag;
+    const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    registry_.emplace(platform::FromUtf8(name));
+    root_ = registry_->root();
   }
-
-  void TearDown() override {
-    reg::DeleteKeyTree(root_);
-    platform::RemoveFile(store_);
-    registry_.reset();
-  }
+  void TearDown() override { registry_.reset(); }
 
   // The scratch key, created for all access.
   reg::Key Scratch(const std::wstring& below = L"") {
@@ -44,8 +32,7 @@ class RegistryContract : public ::testing::Test {
     return key;
   }
 
-  std::optional<testsupport::ScopedEnv> registry_;  // the test's own store on Linux
-  std::wstring store_;
+  std::optional<testsupport::ScratchRegistry> registry_;
   std::wstring root_;
 };
 

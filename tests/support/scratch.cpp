@@ -55,6 +55,26 @@ ScopedEnv::~ScopedEnv() {
   }
 }
 
+namespace {
+std::wstring StoreIn(const std::wstring& folder) {
+  std::string native = platform::ToUtf8(folder);
+  for (char& c : native) {
+    if (c == '\\') c = '/';
+  }
+  return platform::FromUtf8(native) + L"/registry.db";
+}
+}  // namespace
+
+ScratchRegistry::ScratchRegistry(const std::wstring& label)
+    : store_(L"KESTREL_REGISTRY", StoreIn(folder_.path())) {
+  static std::atomic<unsigned> counter{0};
+  const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
+  root_ = L"HKLM\\SOFTWARE\\KestrelTest\\" + label + L"-" + std::to_wstring(ticks) + L"-" +
+          std::to_wstring(counter++);
+}
+
+ScratchRegistry::~ScratchRegistry() { platform::registry::DeleteKeyTree(root_); }
+
 void WriteFile(const std::wstring& path, const std::string& bytes) {
   ASSERT_EQ(platform::WriteWholeFile(path, bytes), 0u) << platform::ToUtf8(path);
 }
@@ -65,13 +85,7 @@ std::string ReadFile(const std::wstring& path) {
   return bytes;
 }
 
-void UseRegistryIn(const std::wstring& folder) {
-  std::string native = platform::ToUtf8(folder);
-  for (char& c : native) {
-    if (c == '\\') c = '/';
-  }
-  platform::SetEnv(L"KESTREL_REGISTRY", platform::FromUtf8(native) + L"/registry.db");
-}
+void UseRegistryIn(const std::wstring& folder) { platform::SetEnv(L"KESTREL_REGISTRY", StoreIn(folder)); }
 
 void SetInstallDir(const std::wstring& folder) {
   namespace reg = platform::registry;

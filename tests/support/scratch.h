@@ -41,6 +41,24 @@ void DetachStandardInput();
 void WriteFile(const std::wstring& path, const std::string& bytes);
 std::string ReadFile(const std::wstring& path);
 
+// A registry of the test's own: on Linux a fresh store (KESTREL_REGISTRY,
+// restored afterwards); on both a scratch key below HKLM\SOFTWARE\KestrelTest,
+// deleted with everything under it at the end.
+class ScratchRegistry {
+ public:
+  explicit ScratchRegistry(const std::wstring& label);
+  ~ScratchRegistry();
+  ScratchRegistry(const ScratchRegistry&) = delete;
+  ScratchRegistry& operator=(const ScratchRegistry&) = delete;
+  // HKLM\SOFTWARE\KestrelTest\<label>-<unique tag>
+  const std::wstring& root() const { return root_; }
+
+ private:
+  ScratchFolder folder_;
+  ScopedEnv store_;
+  std::wstring root_;
+};
+
 // On Linux: the machine registry becomes a fresh store in folder. On Windows
 // the system registry stays (the variable is set but nobody reads it).
 void UseRegistryIn(const std::wstring& folder);
