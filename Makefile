@@ -39,15 +39,23 @@ test-windows: build-windows
 demo: build-linux
 	@scripts/demo
 
+# Every benchmark program in build/linux/bench; BENCH=name runs one.
+BENCH ?=
 bench: build-linux
-	@echo "no benchmarks yet"
+	@set -e; for b in $(LINUX)/bench/*_bench; do \
+	  [ -x "$$b" ] || continue; \
+	  case "$$b" in *$(BENCH)*) ;; *) continue ;; esac; \
+	  echo "== $$(basename $$b)"; "$$b"; \
+	done
 
-# Each fuzz target runs for FUZZ_SECONDS on a corpus kept in build/fuzz.
+# Each fuzz target (fuzz/NAME_fuzz.cpp) runs for FUZZ_SECONDS on a corpus kept
+# in build/fuzz; FUZZ_TARGETS="name ..." runs some of them.
 FUZZ_SECONDS ?= 30
+FUZZ_TARGETS ?= $(patsubst fuzz/%_fuzz.cpp,%,$(wildcard fuzz/*_fuzz.cpp))
 fuzz: deps
 	@CC=clang CXX=clang++ cmake -S . -B $(BUILD)/fuzz $(CMAKE_FLAGS) -DKESTREL_FUZZ=ON -DBUILD_TESTING=OFF >/dev/null
-	@cmake --build $(BUILD)/fuzz --target regfile_fuzz text_fuzz
-	@for t in regfile text; do \
+	@cmake --build $(BUILD)/fuzz --target $(addsuffix _fuzz,$(FUZZ_TARGETS))
+	@for t in $(FUZZ_TARGETS); do \
 	  mkdir -p $(BUILD)/fuzz/corpus/$$t; \
 	  echo "== $$t ($(FUZZ_SECONDS) s)"; \
 	  $(BUILD)/fuzz/fuzz/$${t}_fuzz -max_total_time=$(FUZZ_SECONDS) $(BUILD)/fuzz/corpus/$$t \

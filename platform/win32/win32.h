@@ -15,3 +15,5 @@
 #endif
 
 #include <windows.h>
+// Left out by WIN32_LEAN_AND_MEAN.
+#include <wincrypt.h>

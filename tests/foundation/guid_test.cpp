@@ -1,0 +1,61 @@
+// GUID text forms, byte layout and creation.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "foundation/guid.h"
+
+namespace {
+
+const Guid kSample{0x01234567, 0x89AB, 0xCDEF, {0xFE, 0xDC, 0xBA, 0x98, 0x76, 0x54, 0x32, 0x10}};
+
+TEST(Guid, TextInBothCasesAndBack) {
+  EXPECT_EQ(GuidToText(kSample, GuidCase::Upper), L"{01234567-89AB-CDEF-FEDC-BA9876543210}");
+  EXPECT_EQ(GuidToText(kSample, GuidCase::Lower), L"{01234567-89ab-cdef-fedc-ba9876543210}");
+  EXPECT_EQ(GuidToText(Guid{}, GuidCase::Upper), kNullGuidText);
+  Guid parsed;
+  ASSERT_TRUE(ParseGuid(L"{01234567-89ab-CDEF-fedc-BA9876543210}", parsed));
+  EXPECT_EQ(parsed, kSample);
+  ASSERT_TRUE(ParseGuid(kNullGuidText, parsed));
+  EXPECT_TRUE(parsed.IsNull());
+}
+
+TEST(Guid, ParseRefusesAnythingButTheBracedForm) {
+  Guid untouched = kSample;
+  for (const wchar_t* bad : {
+           L"", L"01234567-89AB-CDEF-FEDC-BA9876543210",        // no braces
+           L"{01234567-89AB-CDEF-FEDC-BA9876543210",            // 37 characters
+           L"{01234567-89AB-CDEF-FEDC-BA9876543210} ",          // trailing blank
+           L"{01234567-89AB-CDEF-FEDCBA-9876543210}",           // hyphen moved
+           L"{0123456G-89AB-CDEF-FEDC-BA9876543210}",           // not hex
+           L"(01234567-89AB-CDEF-FEDC-BA9876543210)",
+           L"{+1234567-89AB-CDEF-FEDC-BA9876543210}",
+       }) {
+    EXPECT_FALSE(ParseGuid(bad, untouched)) << bad;
+    EXPECT_FALSE(IsGuidText(bad)) << bad;
+  }
+  EXPECT_EQ(untouched, kSample);
+}
+
+TEST(Guid, BytesAreTheWindowsMemoryLayout) {
+  auto bytes = GuidToBytes(kSample);
+  const std::array<uint8_t, 16> expected{0x67, 0x45, 0x23, 0x01, 0xAB, 0x89, 0xEF, 0xCD,
+                                         0xFE, 0xDC, 0xBA, 0x98, 0x76, 0x54, 0x32, 0x10};
+  EXPECT_EQ(bytes, expected);
+  EXPECT_EQ(GuidFromBytes(bytes.data()), kSample);
+}
+
+TEST(Guid, NewGuidsAreRandomVersionFour) {
+  std::set<std::wstring> seen;
+  for (int i = 0; i < 64; ++i) {
+    Guid g;
+    ASSERT_TRUE(NewGuid(g));
+    std::wstring text = GuidToText(g, GuidCase::Upper);
+    EXPECT_EQ(text[15], L'4') << text;                        // version nibble
+    EXPECT_NE(std::wstring(L"89AB").find(text[20]), std::wstring::npos) << text;  // variant
+    seen.insert(text);
+  }
+  EXPECT_EQ(seen.size(), 64u);
+}
+
+}  // namespace
