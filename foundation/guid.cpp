@@ -101,3 +101,42 @@ Guid GuidFromBytes(const uint8_t bytes[16]) {
   for (int i = 0; i < 8; ++i) g.data4[i] = bytes[8 + i];
   return g;
 }
+
+namespace {
+
+// Digit i of the packed form comes from digit kPackedOrder[i] of the 32
+// digits of the plain form (braces and hyphens left out).
+constexpr int kPackedOrder[32] = {7,  6,  5,  4,  3,  2,  1,  0,  11, 10, 9,
+                                  8,  15, 14, 13, 12, 17, 16, 19, 18, 21, 20,
+                                  23, 22, 25, 24, 27, 26, 29, 28, 31, 30};
+
+std::wstring PlainDigits(const Guid& guid) {
+  std::wstring text = GuidToText(guid, GuidCase::Upper);
+  std::wstring digits;
+  for (wchar_t c : text) {
+    if (HexValue(c) >= 0) digits += c;
+  }
+  return digits;
+}
+
+}  // namespace
+
+std::wstring GuidToPacked(const Guid& guid) {
+  std::wstring plain = PlainDigits(guid);
+  std::wstring packed(32, L'0');
+  for (int i = 0; i < 32; ++i) packed[i] = plain[kPackedOrder[i]];
+  return packed;
+}
+
+bool ParsePackedGuid(std::wstring_view text, Guid& guid) {
+  if (text.size() != 32) return false;
+  std::wstring plain(32, L'0');
+  for (int i = 0; i < 32; ++i) {
+    if (HexValue(text[i]) < 0) return false;
+    plain[kPackedOrder[i]] = text[i];  // the order is its own inverse per group
+  }
+  std::wstring braced = L"{" + plain.substr(0, 8) + L"-" + plain.substr(8, 4) + L"-" +
+                        plain.substr(12, 4) + L"-" + plain.substr(16, 4) + L"-" +
+                        plain.substr(20, 12) + L"}";
+  return ParseGuid(braced, guid);
+}

@@ -38,3 +38,11 @@ bool IsGuidText(std::wstring_view text);
 // The 16 bytes as Windows keeps a GUID in memory and on disk.
 std::array<uint8_t, 16> GuidToBytes(const Guid& guid);
 Guid GuidFromBytes(const uint8_t bytes[16]);
+
+// The Windows Installer's packed form of a GUID, as its registry keys use it:
+// 32 upper-case hex digits, the first three fields with their digits
+// reversed, then each of the last eight bytes with its two digits swapped.
+// {01234567-89AB-CDEF-FEDC-BA9876543210} gives 76543210BA98FEDCEFCDAB8967452301.
+std::wstring GuidToPacked(const Guid& guid);
+// The reverse; hex digits in either case, exactly 32 of them.
+bool ParsePackedGuid(std::wstring_view text, Guid& guid);

@@ -58,4 +58,18 @@ TEST(Guid, NewGuidsAreRandomVersionFour) {
   EXPECT_EQ(seen.size(), 64u);
 }
 
+TEST(Guid, PackedFormOfTheInstaller) {
+  EXPECT_EQ(GuidToPacked(kSample), L"76543210BA98FEDCEFCDAB8967452301");
+  Guid parsed;
+  ASSERT_TRUE(ParsePackedGuid(L"76543210ba98fedcefcdab8967452301", parsed));
+  EXPECT_EQ(parsed, kSample);
+  // A product code as the installer records it under Installer\Products.
+  ASSERT_TRUE(ParseGuid(L"{90160000-008C-0000-1000-0000000FF1CE}", parsed));
+  EXPECT_EQ(GuidToPacked(parsed), L"00006109C80000000100000000F01FEC");
+  Guid untouched = kSample;
+  EXPECT_FALSE(ParsePackedGuid(L"76543210BA98FEDCEFCDAB896745230", untouched));
+  EXPECT_FALSE(ParsePackedGuid(L"76543210BA98FEDCEFCDAB896745230G", untouched));
+  EXPECT_EQ(untouched, kSample);
+}
+
 }  // namespace
