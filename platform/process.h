@@ -47,8 +47,11 @@ std::vector<std::wstring> SplitCommandLine(const std::wstring& commandLine);
 // The reverse: quotes each argument so that SplitCommandLine gives it back.
 std::wstring JoinCommandLine(const std::vector<std::wstring>& arguments);
 
-// Starts a command line without a window, waits without limit and reads the
-// exit code. Returns the Win32 error of starting it (2 missing, 5 not allowed).
+// Starts a command line without a window, at normal priority, in this
+// process's environment and folder, waits without limit and reads the exit
+// code. The first token names the program (on Linux a name without a folder is
+// looked up in PATH). Returns the Win32 error of starting it: 2 missing file
+// or folder, 5 no execute right or a folder, 193 not a program.
 // The exit code is as the parent sees it: 32 bits on Windows, 8 on Linux.
 // With output, the program's standard output and error are collected there;
 // otherwise they are the caller's own.
@@ -57,5 +60,9 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode,
 
 // What a parent process reads back when a program exits with code.
 uint32_t ExitCodeAsSeen(int code);
+
+// The terminal-services session of this process. On Linux the kernel's audit
+// session id, 0 when the process has none.
+uint32_t CurrentSessionId(uint32_t& session);
 
 }  // namespace platform

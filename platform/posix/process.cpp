@@ -133,7 +133,8 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::st
     uint32_t error = 0;
     if (!posix::MapPath(program, native, error)) return error;
     struct stat st;
-    if (stat(native.c_str(), &st) != 0) return posix::ErrorFromErrno(errno, native);
+    // CreateProcess says 2 for a missing folder as for a missing file.
+    if (stat(native.c_str(), &st) != 0) return errno == ENOENT ? 2 : posix::ErrorFromErrno(errno, native);
     if (S_ISDIR(st.st_mode) || access(native.c_str(), X_OK) != 0) return 5;
   } else {
     native = ToUtf8(program);
@@ -157,12 +158,16 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::st
     posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDERR_FILENO);
   }
+  // As CreateProcess without inherited handles: the child gets the standard
+  // streams only.
+  posix_spawn_file_actions_addclosefrom_np(&actions, 3);
   pid_t pid = 0;
   const int rc = posix_spawnp(&pid, native.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (output) close(pipeFds[1]);
   if (rc != 0) {
     if (output) close(pipeFds[0]);
+    if (rc == ENOEXEC) return 193;  // ERROR_BAD_EXE_FORMAT: neither a program nor a script with #!
     return rc == ENOENT ? 2 : posix::ErrorFromErrno(rc, native);
   }
   if (output) {
@@ -189,5 +194,17 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::st
 }
 
 uint32_t ExitCodeAsSeen(int code) { return static_cast<uint32_t>(code) & 0xFF; }
+
+uint32_t CurrentSessionId(uint32_t& session) {
+  session = 0;
+  // Without audit support in the kernel there is no session id at all.
+  std::ifstream file("/proc/self/sessionid");
+  if (!file) return 0;
+  unsigned long long id = 0;
+  if (!(file >> id)) return 31;
+  // (uint32_t)-1 is the kernel's "unset": the process was not started by a login.
+  session = id >= 0xFFFFFFFFull ? 0 : static_cast<uint32_t>(id);
+  return 0;
+}
 
 }  // namespace platform

@@ -90,7 +90,8 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::st
   }
   std::wstring line = commandLine;  // CreateProcessW may write into it
   const BOOL started = CreateProcessW(nullptr, line.data(), nullptr, nullptr, output ? TRUE : FALSE,
-                                      CREATE_NO_WINDOW, nullptr, nullptr, &startup, &info);
+                                      CREATE_NO_WINDOW | NORMAL_PRIORITY_CLASS, nullptr, nullptr, &startup,
+                                      &info);
   const DWORD startError = GetLastError();
   if (writeEnd) CloseHandle(writeEnd);
   if (!started) {
@@ -114,5 +115,12 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::st
 }
 
 uint32_t ExitCodeAsSeen(int code) { return static_cast<uint32_t>(code); }
+
+uint32_t CurrentSessionId(uint32_t& session) {
+  DWORD id = 0;
+  if (!ProcessIdToSessionId(GetCurrentProcessId(), &id)) return GetLastError();
+  session = id;
+  return 0;
+}
 
 }  // namespace platform

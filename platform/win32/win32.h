@@ -17,3 +17,5 @@
 #include <windows.h>
 // Left out by WIN32_LEAN_AND_MEAN.
 #include <wincrypt.h>
+// Left out by WIN32_LEAN_AND_MEAN: CommandLineToArgvW (the tests compare splitters).
+#include <shellapi.h>

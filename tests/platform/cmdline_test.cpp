@@ -1,30 +1,17 @@
 #include <gtest/gtest.h>
 
 #include "platform/process.h"
+#include "platform/text.h"
+#include "cmdline_cases.h"
 
 using platform::JoinCommandLine;
 using platform::SplitCommandLine;
 using Args = std::vector<std::wstring>;
 
-TEST(CommandLineSplit, WindowsQuotingRules) {
-  EXPECT_EQ(SplitCommandLine(L"prog a b"), (Args{L"prog", L"a", L"b"}));
-  EXPECT_EQ(SplitCommandLine(L"prog\t a\t\tb  "), (Args{L"prog", L"a", L"b"}));
-  EXPECT_EQ(SplitCommandLine(L"prog \"a b\" c"), (Args{L"prog", L"a b", L"c"}));
-  EXPECT_EQ(SplitCommandLine(L"prog \"\" x"), (Args{L"prog", L"", L"x"}));
-  EXPECT_EQ(SplitCommandLine(L"prog a\"b c\"d"), (Args{L"prog", L"ab cd"}));
-  // Backslashes are literal unless they precede a quote.
-  EXPECT_EQ(SplitCommandLine(L"prog C:\\dir\\ x"), (Args{L"prog", L"C:\\dir\\", L"x"}));
-  EXPECT_EQ(SplitCommandLine(L"prog a\\\\\"b\""), (Args{L"prog", L"a\\b"}));
-  EXPECT_EQ(SplitCommandLine(L"prog a\\\"b"), (Args{L"prog", L"a\"b"}));
-  EXPECT_EQ(SplitCommandLine(L"prog \"C:\\dir\\\\\" y"), (Args{L"prog", L"C:\\dir\\", L"y"}));
-  EXPECT_EQ(SplitCommandLine(L"prog a\\\\\\\"b"), (Args{L"prog", L"a\\\"b"}));
-  // Inside quotes a doubled quote is one quote.
-  EXPECT_EQ(SplitCommandLine(L"prog \"a\"\"b\""), (Args{L"prog", L"a\"b"}));
-}
-
-TEST(CommandLineSplit, ProgramTokenTakesNoEscapes) {
-  EXPECT_EQ(SplitCommandLine(L"\"C:\\Program Files\\x.exe\" -a"), (Args{L"C:\\Program Files\\x.exe", L"-a"}));
-  EXPECT_EQ(SplitCommandLine(L"C:\\dir\\\"x y\" z"), (Args{L"C:\\dir\\x y", L"z"}));
+TEST(CommandLineSplit, WindowsRulesOnTheTrickyCases) {
+  for (const auto& c : TrickyCommandLines()) {
+    EXPECT_EQ(SplitCommandLine(c.line), c.arguments) << platform::ToUtf8(c.line);
+  }
   EXPECT_EQ(SplitCommandLine(L""), (Args{L""}));
 }
 

@@ -3,6 +3,8 @@
 
 #include "platform/process.h"
 #include "support/programs.h"
+#include "support/scratch.h"
+#include "support/stand_in_agent.h"
 
 using namespace platform;
 
@@ -49,9 +51,49 @@ TEST(ProcessContract, OwnModuleAndPrivileges) {
 }
 
 TEST(ProcessContract, StartFailuresCarryWindowsCodes) {
-  uint32_t code = 0;
+  testsupport::ScratchFolder folder;
+  uint32_t code = 77;
   EXPECT_EQ(RunProcess(L"\"" + testsupport::BuiltProgram(L"no-such-program") + L"\" x", code), 2u);
+  EXPECT_EQ(RunProcess(L"\"" + (folder / L"no folder\\agent.exe") + L"\" x", code), 2u);
+  EXPECT_EQ(RunProcess(L"kestrel-no-such-program-on-the-path x", code), 2u);
   EXPECT_EQ(RunProcess(L"", code), 2u);
+  // A folder cannot be started.
+  EXPECT_EQ(RunProcess(L"\"" + folder.path() + L"\" x", code), 5u);
+  // Neither a program nor a script.
+  const std::wstring text = folder / L"text.exe";
+  testsupport::WriteFile(text, "hello\n");
+  testsupport::MarkExecutable(text);
+  EXPECT_EQ(RunProcess(L"\"" + text + L"\" x", code), 193u);
+  EXPECT_EQ(code, 77u) << "a failed start leaves the exit code alone";
+}
+
+TEST(ProcessContract, WaitsForTheProgramAndReadsItsExitCode) {
+  testsupport::ScratchFolder folder;
+  testsupport::StandInAgent agent(folder / L"agent.exe", 0, 400);
+  uint32_t code = 99;
+  ASSERT_EQ(RunProcess(L"\"" + agent.path() + L"\" first \"two words\"", code), 0u);
+  EXPECT_EQ(code, 0u);
+  // The program wrote its record just before it ended, after its delay.
+  auto calls = agent.Calls();
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0].arguments, (std::vector<std::wstring>{L"first", L"two words"}));
+
+  for (int chosen : {1, 5, 255}) {
+    agent.SetExitCode(chosen);
+    ASSERT_EQ(RunProcess(L"\"" + agent.path() + L"\"", code), 0u);
+    EXPECT_EQ(code, ExitCodeAsSeen(chosen));
+  }
+  calls = agent.Calls();
+  ASSERT_EQ(calls.size(), 4u);
+  EXPECT_TRUE(calls[3].arguments.empty());
+}
+
+TEST(ProcessContract, SessionNumberIsReadable) {
+  uint32_t first = 12345, second = 54321;
+  ASSERT_EQ(CurrentSessionId(first), 0u);
+  ASSERT_EQ(CurrentSessionId(second), 0u);
+  EXPECT_EQ(first, second);
+  EXPECT_NE(first, 0xFFFFFFFFu);
 }
 
 TEST(ProcessContract, ExitCodesAndOutputOfAChild) {
