@@ -1,0 +1,191 @@
+// The agent service's Parameters values through the real registry of each
+// backend, with the log lines they leave.
+#include <gtest/gtest.h>
+
+#include "driver/service_parameters.h"
+#include "foundation/guid.h"
+#include "foundation/log.h"
+#include "platform/registry.h"
+#include "platform/text.h"
+#include "support/scratch.h"
+
+namespace reg = platform::registry;
+using Lines = std::vector<std::wstring>;
+
+namespace {
+
+constexpr wchar_t kServiceKey[] = L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\thservice";
+constexpr wchar_t kVolume[] = L"{5B0C3F0E-7A7D-4F0B-9C55-1D2E3F405162}";
+constexpr wchar_t kApp[] = L"{0a1b2c3d-4e5f-4a6b-8c7d-9e0f1a2b3c4d}";
+
+class ServiceParameters : public testing::Test {
+ protected:
+  void SetUp() override {
+    reg::DeleteKeyTree(kServiceKey);
+    ASSERT_EQ(reg::CreateKey(kAgentParametersKey, reg::kAllAccess, key_), 0u);
+    testsupport::SetInstallDir(agent_.path());
+    OpenLog();
+  }
+  void TearDown() override {
+    CloseLog();
+    testsupport::SetInstallDir(L"");
+    key_.Close();
+    reg::DeleteKeyTree(kServiceKey);
+  }
+  void Set(const wchar_t* name, const std::wstring& value) { ASSERT_EQ(reg::SetString(key_, name, value), 0u); }
+  // The value's type and text, or "missing".
+  std::wstring Stored(const wchar_t* name) {
+    uint32_t type = 0;
+    std::string data;
+    if (reg::QueryValue(key_, name, type, data) != 0) return L"missing";
+    // Strings are stored with their terminator, as RegSetValueEx callers do.
+    EXPECT_EQ(data.size() % 2, 0u);
+    EXPECT_EQ(data.substr(data.size() - 2), std::string("\0\0", 2));
+    return (type == reg::kSz ? L"REG_SZ " : L"type " + std::to_wstring(type) + L" ") + reg::DecodeString(data);
+  }
+  // "function: text" for each line of the log; other lines as they are.
+  Lines Messages() {
+    Lines messages;
+    for (const auto& line : testsupport::LogLines(agent_ / L"Logs\\thcapture.log")) {
+      const std::wstring text = testsupport::WithoutSource(line);
+      messages.push_back(text == line ? line : line.substr(0, line.find(L'@')) + L": " + text);
+    }
+    return messages;
+  }
+
+  testsupport::ScratchRegistry registry_{L"parameters"};
+  testsupport::ScratchFolder agent_;
+  reg::Key key_;
+};
+
+const std::wstring kParameters(kAgentParametersKey);
+
+TEST_F(ServiceParameters, VolumeIdComesFromNewVolumeUUIDSilently) {
+  Set(L"NewVolumeUUID", kVolume);
+  Set(L"RegistryPath", L"\\REGISTRY\\MACHINE\\{11111111-2222-3333-4444-555555555555}");
+  std::wstring volumeId;
+  Get_VolumeId(volumeId);
+  EXPECT_EQ(volumeId, kVolume);
+  EXPECT_EQ(Messages(), Lines{});
+}
+
+TEST_F(ServiceParameters, VolumeIdFallsBackToTheBracedPartOfRegistryPath) {
+  const std::wstring newVolumeUUIDs[] = {L"missing", L""};
+  for (const auto& newVolume : newVolumeUUIDs) {
+    if (newVolume != L"missing") Set(L"NewVolumeUUID", newVolume);
+    Set(L"RegistryPath", std::wstring(L"\\REGISTRY\\MACHINE\\TH_") + kVolume + L"\\{AAAAAAAA-0000-0000-0000-000000000000}\n");
+    std::wstring volumeId = L"stale";
+    Get_VolumeId(volumeId);
+    EXPECT_EQ(volumeId, kVolume);
+  }
+  const Lines once = {L"Get_VolumeId: No volume guid in parameter, try parse it out!",
+                      std::wstring(L"Get_VolumeId: New volume guid was ") + kVolume};
+  Lines twice = once;
+  twice.insert(twice.end(), once.begin(), once.end());
+  EXPECT_EQ(Messages(), twice);
+}
+
+TEST_F(ServiceParameters, VolumeIdTooLongForTheAgentsBufferFallsBack) {
+  Set(L"NewVolumeUUID", std::wstring(kVolume) + std::wstring(511 - 38, L' '));
+  std::wstring volumeId;
+  Get_VolumeId(volumeId);
+  EXPECT_EQ(volumeId.substr(0, 38), kVolume) << "511 characters still fit";
+  Set(L"NewVolumeUUID", std::wstring(kVolume) + std::wstring(512 - 38, L' '));
+  Set(L"RegistryPath", L"{11111111-2222-3333-4444-555555555555}");
+  Get_VolumeId(volumeId);
+  EXPECT_EQ(volumeId, L"{11111111-2222-3333-4444-555555555555}");
+}
+
+TEST_F(ServiceParameters, VolumeIdIsNullWithoutAnyValueOrBraces) {
+  std::wstring volumeId;
+  Get_VolumeId(volumeId);
+  EXPECT_EQ(volumeId, kNullGuidText);
+  Set(L"RegistryPath", L"\\REGISTRY\\MACHINE\\no braces}{ here");
+  Get_VolumeId(volumeId);
+  EXPECT_EQ(volumeId, kNullGuidText);
+  const std::wstring nullLine = std::wstring(L"Get_VolumeId: New volume guid was ") + kNullGuidText;
+  const Lines lines = Messages();
+  ASSERT_EQ(lines.size(), 6u);
+  EXPECT_EQ(lines[0], L"Get_VolumeId: No volume guid in parameter, try parse it out!");
+  EXPECT_EQ(lines[1], L"get_registry_path: cannot read RegistryPath of " + kParameters + L", error 2");
+  EXPECT_EQ(lines[2], nullLine);
+  EXPECT_EQ(lines[3], lines[0]);
+  // Braces out of order are no GUID: the assertion names the function.
+  EXPECT_EQ(lines[4].rfind(L"Assert failure: Get_VolumeId@", 0), 0u) << platform::ToUtf8(lines[4]);
+  EXPECT_EQ(lines[5], nullLine);
+}
+
+TEST_F(ServiceParameters, AppIdIsKeptOrCreatedUpperCaseAndStored) {
+  Set(L"AppID", kApp);
+  std::wstring appId;
+  ASSERT_TRUE(get_current_app_id(appId));
+  EXPECT_EQ(appId, kApp) << "an existing id is returned as stored, lower case included";
+  EXPECT_EQ(Messages(), Lines{});
+
+  Set(L"AppID", L"");
+  ASSERT_TRUE(get_current_app_id(appId));
+  Guid guid;
+  ASSERT_TRUE(ParseGuid(appId, guid)) << platform::ToUtf8(appId);
+  EXPECT_EQ(appId, GuidToText(guid, GuidCase::Upper));
+  EXPECT_EQ(guid.data3 >> 12, 4) << "a random (version 4) GUID";
+  EXPECT_EQ(Stored(L"AppID"), L"REG_SZ " + appId);
+  EXPECT_EQ(Messages(), Lines{L"get_current_app_id: new AppID recorded into registry:" + appId});
+
+  // Once stored, the same id comes back; a missing value gets a new one.
+  std::wstring again;
+  ASSERT_TRUE(get_current_app_id(again));
+  EXPECT_EQ(again, appId);
+  ASSERT_EQ(reg::DeleteValue(key_, L"AppID"), 0u);
+  ASSERT_TRUE(get_current_app_id(again));
+  EXPECT_NE(again, appId);
+  EXPECT_EQ(Stored(L"AppID"), L"REG_SZ " + again);
+}
+
+TEST_F(ServiceParameters, WritersSetClearAndReadBack) {
+  ASSERT_TRUE(set_app_id(kApp));
+  EXPECT_EQ(Stored(L"AppID"), L"REG_SZ " + std::wstring(kApp));
+  std::wstring raw;
+  ASSERT_TRUE(get_raw_app_id(raw));
+  EXPECT_EQ(raw, kApp);
+  ASSERT_TRUE(set_new_volume_uuid(kVolume));
+  EXPECT_EQ(Stored(L"NewVolumeUUID"), L"REG_SZ " + std::wstring(kVolume));
+  ASSERT_TRUE(clear_current_app_id());
+  EXPECT_EQ(Stored(L"AppID"), L"missing");
+  EXPECT_TRUE(clear_current_app_id()) << "nothing left to clear is no failure";
+  EXPECT_FALSE(get_raw_app_id(raw));
+  EXPECT_EQ(raw, L"");
+  Set(L"AppID", L"  not a guid ");
+  ASSERT_TRUE(get_raw_app_id(raw));
+  EXPECT_EQ(raw, L"  not a guid ");
+  Set(L"RegistryPath", L"\\REGISTRY\\MACHINE\\TH_x");
+  std::wstring path;
+  ASSERT_TRUE(get_registry_path(path));
+  EXPECT_EQ(path, L"\\REGISTRY\\MACHINE\\TH_x");
+  EXPECT_EQ(Messages(), (Lines{std::wstring(L"set_app_id: new AppID recorded into registry:") + kApp,
+                               L"get_raw_app_id: cannot read AppID of " + kParameters + L", error 2"}));
+}
+
+TEST_F(ServiceParameters, WithoutTheServiceKeyEverythingFailsAndSaysWhere) {
+  key_.Close();
+  ASSERT_EQ(reg::DeleteKeyTree(kServiceKey), 0u);
+  std::wstring appId = L"stale", text;
+  EXPECT_FALSE(get_current_app_id(appId));
+  EXPECT_EQ(appId, kNullGuidText);
+  EXPECT_FALSE(set_app_id(kApp));
+  EXPECT_FALSE(clear_current_app_id());
+  EXPECT_FALSE(set_new_volume_uuid(kVolume));
+  EXPECT_FALSE(get_registry_path(text));
+  const std::wstring missing = L"cannot open " + kParameters + L", error 2";
+  EXPECT_EQ(Messages(), (Lines{L"get_current_app_id: " + missing, L"set_app_id: " + missing,
+                               L"clear_current_app_id: " + missing, L"set_new_volume_uuid: " + missing,
+                               L"get_registry_path: cannot read RegistryPath of " + kParameters + L", error 2"}));
+  reg::Key probe;
+  EXPECT_EQ(reg::OpenKey(kAgentParametersKey, reg::kRead, probe), 2u) << "writers do not create the agent's key";
+}
+
+TEST_F(ServiceParameters, NoAgentMessageShownMeansNothingHappens) {
+  CloseAgentMessageWindow();
+  EXPECT_EQ(Messages(), Lines{});
+}
+
+}  // namespace
