@@ -1,0 +1,171 @@
+// Starting and stopping the agent's recording with a stand-in agent that
+// records what it was started with, on both backends.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "foundation/log.h"
+#include "inventory/recording.h"
+#include "platform/files.h"
+#include "platform/process.h"
+#include "platform/registry.h"
+#include "platform/text.h"
+#include "support/scratch.h"
+#include "support/stand_in_agent.h"
+
+namespace reg = platform::registry;
+using Lines = std::vector<std::wstring>;
+using Args = std::vector<std::wstring>;
+
+namespace {
+
+constexpr wchar_t kApp[] = L"{0A1B2C3D-4E5F-4A6B-8C7D-9E0F1A2B3C4D}";
+constexpr wchar_t kVolume[] = L"{5b0c3f0e-7a7d-4f0b-9c55-1d2e3f405162}";
+
+class Recording : public testing::Test {
+ protected:
+  void SetUp() override {
+    reg::DeleteKeyTree(kAgentServiceKey);
+    ASSERT_EQ(reg::CreateKey(kAgentServiceKey, reg::kAllAccess, key_), 0u);
+    ASSERT_EQ(platform::MakeFolder(folder_ / L"Agent Bin"), 0u);
+    // Upper case in the stored path: the command line runs the lower-cased one.
+    agentPath_ = folder_ / L"Agent Bin\\ThService.exe";
+    agent_ = std::make_unique<testsupport::StandInAgent>(agentPath_, 0);
+    SetImagePath(L"\"" + agentPath_ + L"\"");
+    ASSERT_EQ(platform::CurrentSessionId(session_), 0u);
+    testsupport::SetInstallDir(logs_.path());
+    OpenLog();
+  }
+  void TearDown() override {
+    CloseLog();
+    testsupport::SetInstallDir(L"");
+    key_.Close();
+    reg::DeleteKeyTree(kAgentServiceKey);
+  }
+  void SetImagePath(const std::wstring& text) {
+    ASSERT_EQ(reg::SetString(key_, L"ImagePath", text, reg::kExpandSz), 0u);
+  }
+  std::wstring Lowered() const { return platform::Lower(agentPath_); }
+  std::wstring Session() const { return std::to_wstring(session_); }
+  Lines Messages() {
+    Lines messages;
+    for (const auto& line : testsupport::LogLines(logs_ / L"Logs\\thcapture.log")) {
+      const std::wstring text = testsupport::WithoutSource(line);
+      messages.push_back(text == line ? line : line.substr(0, line.find(L'@')) + L": " + text);
+    }
+    return messages;
+  }
+
+  testsupport::ScratchRegistry registry_{L"recording"};
+  testsupport::ScratchFolder folder_, logs_;
+  reg::Key key_;
+  std::wstring agentPath_;
+  std::unique_ptr<testsupport::StandInAgent> agent_;
+  uint32_t session_ = 0;
+};
+
+TEST_F(Recording, StartAndStopRunTheAgentWithTheExactCommandLine) {
+  ASSERT_TRUE(startstop_recording(true, kApp, kVolume, true));
+  ASSERT_TRUE(startstop_recording(false, kApp, kVolume, false));
+  const std::wstring on = L"\"" + Lowered() + L"\" recordon " + Session() + L";" + kApp + L";" + kVolume + L";1";
+  const std::wstring off = L"\"" + Lowered() + L"\" recordoff " + Session() + L";" + kApp + L";" + kVolume + L";0";
+  const auto calls = agent_->Calls();
+  ASSERT_EQ(calls.size(), 2u);
+  EXPECT_EQ(calls[0].arguments, (Args{L"recordon", Session() + L";" + kApp + L";" + kVolume + L";1"}));
+  EXPECT_EQ(calls[1].arguments, (Args{L"recordoff", Session() + L";" + kApp + L";" + kVolume + L";0"}));
+  if (!calls[0].commandLine.empty()) {  // Windows: the line itself reached the agent
+    EXPECT_EQ(calls[0].commandLine, on);
+    EXPECT_EQ(calls[1].commandLine, off);
+  }
+  EXPECT_EQ(Messages(), (Lines{L"startstop_recording: script runs success: \"" + on + L"\"",
+                               L"startstop_recording: script runs success: \"" + off + L"\""}));
+}
+
+TEST_F(Recording, OnlyStartingNeedsAnAppId) {
+  EXPECT_FALSE(startstop_recording(true, L"", kVolume, false));
+  EXPECT_TRUE(agent_->Calls().empty()) << "nothing may run without an AppID";
+  ASSERT_TRUE(startstop_recording(false, L"", kVolume, false));
+  const auto calls = agent_->Calls();
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0].arguments, (Args{L"recordoff", Session() + L";;" + kVolume + L";0"}));
+  const Lines lines = Messages();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], L"startstop_recording: no AppID to record into");
+}
+
+TEST_F(Recording, AFailingAgentIsAFailedStart) {
+  agent_->SetExitCode(3);
+  EXPECT_FALSE(startstop_recording(true, kApp, kVolume, false));
+  EXPECT_EQ(agent_->Calls().size(), 1u);
+  const std::wstring on = L"\"" + Lowered() + L"\" recordon " + Session() + L";" + kApp + L";" + kVolume + L";0";
+  EXPECT_EQ(Messages(), (Lines{L"startstop_recording: script runs failed: \"" + on + L"\""}));
+}
+
+TEST_F(Recording, AnAgentThatCannotStartIsReportedThreeTimes) {
+  const std::wstring missing = folder_ / L"gone\\thservice.exe";
+  SetImagePath(missing);
+  EXPECT_FALSE(startstop_recording(true, kApp, kVolume, true));
+  const std::wstring line =
+      L"\"" + platform::Lower(missing) + L"\" recordon " + Session() + L";" + kApp + L";" + kVolume + L";1";
+  const Lines lines = Messages();
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0], L"run_cmd_script: run script error 2 for \"" + line + L"\"!");
+  EXPECT_EQ(lines[1].rfind(L"Assert failure: startstop_recording@", 0), 0u) << platform::ToUtf8(lines[1]);
+  EXPECT_EQ(lines[2], L"startstop_recording: script runs failed: \"" + line + L"\"");
+
+  // A folder is no program: access denied.
+  SetImagePath(folder_ / L"Agent Bin");
+  EXPECT_FALSE(startstop_recording(false, kApp, kVolume, false));
+  EXPECT_EQ(Messages()[3].rfind(L"run_cmd_script: run script error 5 for \"", 0), 0u);
+  EXPECT_TRUE(agent_->Calls().empty());
+}
+
+TEST_F(Recording, NoImagePathRunsNothing) {
+  ASSERT_EQ(reg::DeleteValue(key_, L"ImagePath"), 0u);
+  EXPECT_FALSE(startstop_recording(true, kApp, kVolume, true));
+  SetImagePath(L" \"'\r\n");
+  EXPECT_FALSE(startstop_recording(false, kApp, kVolume, true));
+  EXPECT_TRUE(agent_->Calls().empty());
+  const std::wstring line = L"startstop_recording: no agent executable: the ImagePath of " +
+                            std::wstring(kAgentServiceKey) + L" is missing or empty";
+  EXPECT_EQ(Messages(), (Lines{line, line}));
+}
+
+TEST_F(Recording, ImagePathLosesQuotesAndBlanksAtItsEndsOnly) {
+  const struct {
+    std::wstring stored, expected;
+  } cases[] = {
+      {L"C:\\Program Files\\Tellurex\\Merovane\\Agent\\THSERVICE.EXE",
+       L"c:\\program files\\tellurex\\merovane\\agent\\thservice.exe"},
+      {L"  'C:\\Agent\\ThService.exe'\r\n", L"c:\\agent\\thservice.exe"},
+      // Arguments after a quoted path keep the closing quote.
+      {L"\"C:\\Agent\\ThService.exe\" -Service \"X\"", L"c:\\agent\\thservice.exe\" -service \"x"},
+      // Case mapping as the C runtime's: only A-Z.
+      {L"C:\\\u00C9T\u00C9\\A.exe", L"c:\\\u00C9t\u00C9\\a.exe"},
+  };
+  for (const auto& c : cases) {
+    SetImagePath(c.stored);
+    std::wstring imagePath = L"stale";
+    EXPECT_TRUE(get_agent_image_path(imagePath));
+    EXPECT_EQ(imagePath, c.expected) << platform::ToUtf8(c.stored);
+  }
+  key_.Close();
+  ASSERT_EQ(reg::DeleteKeyTree(kAgentServiceKey), 0u);
+  std::wstring imagePath = L"stale";
+  EXPECT_FALSE(get_agent_image_path(imagePath));
+  EXPECT_EQ(imagePath, L"");
+}
+
+TEST_F(Recording, RunCmdScriptWaitsForTheEnd) {
+  agent_->SetExitCode(7, 300);
+  uint32_t exitCode = 0;
+  ASSERT_TRUE(run_cmd_script(L"\"" + agentPath_ + L"\" a", exitCode));
+  EXPECT_EQ(exitCode, 7u);
+  EXPECT_EQ(agent_->Calls().size(), 1u) << "the agent records just before it ends";
+  exitCode = 42;
+  EXPECT_FALSE(run_cmd_script(L"", exitCode));
+  EXPECT_EQ(exitCode, 42u);
+  EXPECT_EQ(Messages(), Lines{});
+}
+
+}  // namespace
