@@ -45,8 +45,8 @@ bool WriteParameter(const wchar_t* name, const std::wstring& value, const wchar_
 void Get_VolumeId(std::wstring& volumeId) {
   constexpr wchar_t kFunction[] = L"Get_VolumeId";
   std::wstring value;
-  // The agent's reader holds 512 characters with the terminator; a longer
-  // value does not fit and counts as missing.
+  // Read into 512 characters, terminator included: a longer value does not
+  // fit and counts as missing.
   if (ReadParameter(L"NewVolumeUUID", value) == 0 && !value.empty() && value.size() < 512) {
     volumeId = value;
     return;
