@@ -73,6 +73,12 @@ uint32_t CopyFileTo(const std::wstring& source, const std::wstring& destination,
   return CopyFileW(source.c_str(), destination.c_str(), failIfExists ? TRUE : FALSE) ? 0 : GetLastError();
 }
 
+uint32_t RenameFileOver(const std::wstring& source, const std::wstring& destination) {
+  return MoveFileExW(source.c_str(), destination.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)
+             ? 0
+             : GetLastError();
+}
+
 uint32_t MakeFolder(const std::wstring& path) {
   return CreateDirectoryW(path.c_str(), nullptr) ? 0 : GetLastError();
 }
