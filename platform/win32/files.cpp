@@ -74,6 +74,11 @@ uint32_t CopyFileTo(const std::wstring& source, const std::wstring& destination,
 }
 
 uint32_t RenameFileOver(const std::wstring& source, const std::wstring& destination) {
+  // Windows refuses to replace these; Wine does not, so say it here.
+  const DWORD existing = GetFileAttributesW(destination.c_str());
+  if (existing != INVALID_FILE_ATTRIBUTES && (existing & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_DIRECTORY))) {
+    return ERROR_ACCESS_DENIED;
+  }
   return MoveFileExW(source.c_str(), destination.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)
              ? 0
              : GetLastError();

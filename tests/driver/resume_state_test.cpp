@@ -10,12 +10,10 @@ namespace {
 // UTF-16LE of ASCII text, built apart from the code under test.
 std::string Utf16(std::string_view ascii) {
   std::string bytes;
-  for (char c : ascii) {
-    bytes += c;
-    bytes += '\0';
-  }
+  for (char c : ascii) bytes += std::string{c, '\0'};
   return bytes;
 }
+std::wstring Wide(std::string_view ascii) { return std::wstring(ascii.begin(), ascii.end()); }
 
 ResumeState FullState() {
   ResumeState s;
@@ -25,8 +23,7 @@ ResumeState FullState() {
   s.diskFilePath = L"D:\\disks\\pkg.vhd";
   s.diskSecondPath = L"D:\\disks\\pkg2.vhd";
   s.volumePath = L"E:";
-  s.noVmdk = true;
-  s.createMsi = true;
+  s.noVmdk = s.createMsi = true;
   s.automatic = false;
   s.packageVersion = L"1.0";
   s.newVolumeId = L"{6d1f3c2a-0000-4c55-9a10-2b7d5e6f0a11}";
@@ -35,24 +32,6 @@ ResumeState FullState() {
   return s;
 }
 
-void ExpectSameFields(const ResumeState& a, const ResumeState& b) {
-  EXPECT_EQ(a.name, b.name);
-  EXPECT_EQ(a.description, b.description);
-  EXPECT_EQ(a.author, b.author);
-  EXPECT_EQ(a.diskFilePath, b.diskFilePath);
-  EXPECT_EQ(a.diskSecondPath, b.diskSecondPath);
-  EXPECT_EQ(a.volumePath, b.volumePath);
-  EXPECT_EQ(a.noVmdk, b.noVmdk);
-  EXPECT_EQ(a.createMsi, b.createMsi);
-  EXPECT_EQ(a.automatic, b.automatic);
-  EXPECT_EQ(a.packageVersion, b.packageVersion);
-  EXPECT_EQ(a.newVolumeId, b.newVolumeId);
-  EXPECT_EQ(a.newAppId, b.newAppId);
-  EXPECT_EQ(a.appProductGuid, b.appProductGuid);
-}
-
-std::wstring Wide(std::string_view ascii) { return std::wstring(ascii.begin(), ascii.end()); }
-
 constexpr char kDefaultText[] =
     "/state:1]::[]::[]::[]::[]::[]::[]::[vmdk]::[notcreatemsi]::[]::[]::[]::[auto]::[]::[]::[]::[";
 constexpr char kFullText[] =
@@ -60,106 +39,69 @@ constexpr char kFullText[] =
     "::[createmsi]::[]::[]::[]::[noauto]::[1.0]::[{6d1f3c2a-0000-4c55-9a10-2b7d5e6f0a11}]::["
     "{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}]::[{ABCDEF01-2345-6789-ABCD-EF0123456789}";
 
-TEST(StateText, EncodesEveryFieldInItsPlace) {
+TEST(StateText, EncodingAndDecodingEveryField) {
   EXPECT_EQ(EncodeState(ResumeState{}), Wide(kDefaultText));
   EXPECT_EQ(EncodeState(FullState()), Wide(kFullText));
-  // The version is always written as 1, whatever was read.
   ResumeState three;
-  three.version = 3;
+  three.version = 3;  // always written as 1
   EXPECT_EQ(EncodeState(three), Wide(kDefaultText));
-}
 
-TEST(StateText, DecodingWhatWasEncodedGivesEveryFieldBack) {
   for (const ResumeState& original : {ResumeState{}, FullState()}) {
     ResumeState decoded;
     decoded.name = L"stale";
     decoded.automatic = !original.automatic;
     ASSERT_TRUE(DecodeState(EncodeState(original), decoded));
-    ExpectSameFields(decoded, original);
+    EXPECT_EQ(EncodeState(decoded), EncodeState(original));
     EXPECT_EQ(decoded.version, 1);
   }
 }
 
-TEST(StateText, VersionAndShortTextsLeaveTheRestAlone) {
-  ResumeState s = FullState();
-  ASSERT_TRUE(DecodeState(L"/state:3]::[A", s));
-  EXPECT_EQ(s.version, 3);
-  EXPECT_EQ(s.name, L"A");
-  ResumeState expected = FullState();
-  expected.name = L"A";
-  ExpectSameFields(s, expected);
-
-  s = FullState();
-  ASSERT_TRUE(DecodeState(L"/state:2", s));
-  EXPECT_EQ(s.version, 2);
-  ExpectSameFields(s, FullState());
-  ASSERT_TRUE(DecodeState(L"/state:", s));
-  ASSERT_TRUE(DecodeState(L"/state:9]::[]::[", s));  // 9 is no version: 2 stays
-  EXPECT_EQ(s.version, 2);
-  EXPECT_EQ(s.name, L"");
-  EXPECT_EQ(s.description, L"");
-  EXPECT_EQ(s.author, L"jsmith");
-}
-
-TEST(StateText, AWrongPrefixChangesNothing) {
-  for (const wchar_t* text : {L"/State:1]::[A", L"", L"/state", L" /state:1]::[A", L"state:1]::[A"}) {
+TEST(StateText, PartialAndOddTextsChangeOnlyTheFieldsTheyHold) {
+  const struct {
+    const wchar_t* text;
+    int version;
+    const char* fields;  // name, description, author
+  } cases[] = {
+      {L"/state:3]::[A", 3, "A|Text editor|jsmith"},
+      {L"/state:2", 2, "Editor|Text editor|jsmith"},
+      {L"/state:9]::[]::[", 1, "||jsmith"},                 // 9 is no version
+      {L"/state:1xy", 1, "Editor|Text editor|jsmith"},      // too short for a field
+      {L"/state:1]::]::[B]::[C", 1, "|B|C"},                // overlaps the assumed separator
+      {L"/state:1]]::[A]]::[", 1, "|A]|"},
+  };
+  for (const auto& c : cases) {
     ResumeState s = FullState();
-    s.version = 2;
-    EXPECT_FALSE(DecodeState(text, s)) << text;
-    ExpectSameFields(s, FullState());
-    EXPECT_EQ(s.version, 2);
+    ASSERT_TRUE(DecodeState(c.text, s));
+    EXPECT_EQ(s.version, c.version);
+    EXPECT_EQ(s.name + L"|" + s.description + L"|" + s.author, Wide(c.fields)) << Wide(c.fields);
+    EXPECT_EQ(s.packageVersion, L"1.0");
   }
+  // Text after the sixteenth field is ignored.
+  ResumeState s;
+  ASSERT_TRUE(DecodeState(EncodeState(FullState()) + L"]::[extra]::[more", s));
+  EXPECT_EQ(EncodeState(s), Wide(kFullText));
 }
 
-TEST(StateText, FlagsAreSetOnlyByTheirExactWord) {
+TEST(StateText, FlagsAreSetOnlyByTheirExactWordAndAWrongPrefixChangesNothing) {
   ResumeState s;
   ASSERT_TRUE(DecodeState(L"/state:1]::[]::[]::[]::[]::[]::[]::[NOVMDK]::[createmsi ]::[]::[]::[]::[", s));
-  EXPECT_FALSE(s.noVmdk);
-  EXPECT_FALSE(s.createMsi);
-  EXPECT_FALSE(s.automatic);  // an empty twelfth field clears it
+  EXPECT_FALSE(s.noVmdk || s.createMsi || s.automatic);  // an empty twelfth field clears it
   ASSERT_TRUE(DecodeState(L"/state:1]::[]::[]::[]::[]::[]::[]::[novmdk]::[createmsi]::[x]::[y]::[z]::[auto", s));
-  EXPECT_TRUE(s.noVmdk);
-  EXPECT_TRUE(s.createMsi);
-  EXPECT_TRUE(s.automatic);
-}
+  EXPECT_TRUE(s.noVmdk && s.createMsi && s.automatic);
 
-TEST(StateText, TextAfterTheSixteenthFieldIsIgnored) {
-  ResumeState s;
-  const std::wstring text = EncodeState(FullState()) + L"]::[extra]::[more";
-  ASSERT_TRUE(DecodeState(text, s));
-  ExpectSameFields(s, FullState());
-}
-
-TEST(StateText, OddSeparatorsGiveEmptyFieldsNotGarbage) {
-  ResumeState s = FullState();
-  // The first separator is assumed behind the version; one that overlaps it
-  // leaves the first field empty.
-  ASSERT_TRUE(DecodeState(L"/state:1]::]::[B]::[C", s));
-  EXPECT_EQ(s.name, L"");
-  EXPECT_EQ(s.description, L"B");
-  EXPECT_EQ(s.author, L"C");
-  s = FullState();
-  ASSERT_TRUE(DecodeState(L"/state:1xy", s));  // too short for a field
-  ExpectSameFields(s, FullState());
-  ASSERT_TRUE(DecodeState(L"/state:1]]::[A]]::[", s));
-  EXPECT_EQ(s.name, L"");
-  EXPECT_EQ(s.description, L"A]");
-  EXPECT_EQ(s.author, L"");
-}
-
-TEST(StateText, FileBytesEndAtTheFirstNul) {
-  EXPECT_EQ(StateTextFromBytes(Utf16("/state:1") + std::string(2, '\0') + Utf16("junk")), L"/state:1");
-  EXPECT_EQ(StateTextFromBytes(Utf16("/state:1")), L"/state:1");
-  EXPECT_EQ(StateTextFromBytes(Utf16("/state:1") + "x"), L"/state:1");  // odd last byte
-  EXPECT_EQ(StateTextFromBytes(std::string("\0", 1)), L"");
-  // A NUL byte inside a character is no terminator.
-  EXPECT_EQ(StateTextFromBytes(std::string("\x00\x01" "a\x00", 4)), L"\u0100a");
+  for (const wchar_t* text : {L"/State:1]::[A", L"", L"/state", L" /state:1]::[A"}) {
+    ResumeState s = FullState();
+    s.version = 2;
+    EXPECT_FALSE(DecodeState(text, s));
+    EXPECT_EQ(EncodeState(s), Wide(kFullText));
+    EXPECT_EQ(s.version, 2);
+  }
 }
 
 class StateFile : public testing::Test {
  protected:
   void SetUp() override {
-    SetStateFilePath(volume_ / L"kestrel.state");
+    SetStateFilePath(Path());
     CurrentResumeState() = ResumeState{};
   }
   void TearDown() override {
@@ -177,40 +119,20 @@ class StateFile : public testing::Test {
   testsupport::ScratchFolder volume_;
 };
 
-TEST_F(StateFile, SavedBytesAreTheTextAndItsNul) {
+TEST_F(StateFile, SavedBytesAreTheTextAndItsNulAndReadBack) {
   ASSERT_TRUE(SaveState());
-  const std::string expected = Utf16(kDefaultText) + std::string(2, '\0');
-  EXPECT_EQ(testsupport::ReadFile(Path()), expected);
-  EXPECT_EQ(expected.size(), 2 * (sizeof kDefaultText - 1 + 1));
+  EXPECT_EQ(testsupport::ReadFile(Path()), Utf16(kDefaultText) + std::string(2, '\0'));
 
   CurrentResumeState() = FullState();
+  CurrentResumeState().author = L"caf\u00e9 \u20ac";
   ASSERT_TRUE(SaveState());
-  EXPECT_EQ(testsupport::ReadFile(Path()), Utf16(kFullText) + std::string(2, '\0'));
-  // Nothing is left beside it.
-  std::vector<platform::FindEntry> entries;
-  ASSERT_EQ(platform::FindFiles(volume_ / L"*", entries), 0u);
-  size_t files = 0;
-  for (const auto& e : entries) files += e.name != L"." && e.name != L"..";
-  EXPECT_EQ(files, 1u);
-  EXPECT_TRUE(Messages().empty());
-}
-
-TEST_F(StateFile, TextBeyondAsciiIsUtf16AndComesBack) {
-  CurrentResumeState().name = L"caf\u00e9 \u20ac";
-  ASSERT_TRUE(SaveState());
-  const std::string bytes = testsupport::ReadFile(Path());
-  EXPECT_EQ(bytes.substr(24, 14), std::string("c\0a\0f\0\xe9\0 \0\xac\x20]\0", 14));
+  EXPECT_EQ(testsupport::ReadFile(Path()), Utf16("/state:1]::[Editor]::[Text editor]::[caf") +
+                                               std::string("\xe9\0 \0\xac\x20", 6) +
+                                               Utf16(kFullText + 43) + std::string(2, '\0'));
   CurrentResumeState() = ResumeState{};
   ASSERT_TRUE(ReadState());
-  EXPECT_EQ(CurrentResumeState().name, L"caf\u00e9 \u20ac");
-}
-
-TEST_F(StateFile, ReadsWhatWasSavedAndDeletesIt) {
-  CurrentResumeState() = FullState();
-  ASSERT_TRUE(SaveState());
-  CurrentResumeState() = ResumeState{};
-  ASSERT_TRUE(ReadState());
-  ExpectSameFields(CurrentResumeState(), FullState());
+  EXPECT_EQ(CurrentResumeState().author, L"caf\u00e9 \u20ac");
+  EXPECT_EQ(CurrentResumeState().appProductGuid, FullState().appProductGuid);
 
   ASSERT_TRUE(DeleteState());
   EXPECT_FALSE(platform::PathExists(Path()));
@@ -219,66 +141,52 @@ TEST_F(StateFile, ReadsWhatWasSavedAndDeletesIt) {
 }
 
 TEST_F(StateFile, ImperfectFilesReadAsTheirText) {
-  struct Case {
-    std::string bytes;
-    std::wstring name;
-  } cases[] = {
+  const std::pair<std::string, std::wstring> cases[] = {
       {Utf16("/state:1]::[NoNul"), L"NoNul"},
       {Utf16("/state:1]::[Odd") + "\x41", L"Odd"},
-      {Utf16("/state:1]::[Cut]::[Desc") + std::string(2, '\0') + Utf16("]::[after"), L"Cut"},
-      {Utf16("/state:1]::[Trunc"), L"Trunc"},
+      {Utf16("/state:1]::[Cut") + std::string(2, '\0') + Utf16("]::[after"), L"Cut"},
+      {std::string("/\0s\0t\0a\0t\0e\0:\0" "1\0]\0:\0:\0[\0\x00\x01" "a\0", 28), L"\u0100a"},
   };
-  for (const auto& c : cases) {
-    testsupport::WriteFile(Path(), c.bytes);
+  for (const auto& [bytes, name] : cases) {
+    testsupport::WriteFile(Path(), bytes);
     CurrentResumeState() = FullState();
     EXPECT_TRUE(ReadState());
-    EXPECT_EQ(CurrentResumeState().name, c.name);
+    EXPECT_EQ(CurrentResumeState().name, name);
     EXPECT_EQ(CurrentResumeState().author, L"jsmith");  // fields not in the file keep their values
   }
-  EXPECT_TRUE(Messages().empty());
-}
-
-TEST_F(StateFile, UnreadableOrForeignFilesFailAndChangeNothing) {
   for (const std::string& bytes : {std::string(), std::string("\0\0", 2), std::string("/state:1]::[A"),
                                    Utf16("/State:1]::[A"), std::string("x")}) {
     testsupport::WriteFile(Path(), bytes);
     CurrentResumeState() = FullState();
     EXPECT_FALSE(ReadState());
-    ExpectSameFields(CurrentResumeState(), FullState());
+    EXPECT_EQ(EncodeState(CurrentResumeState()), Wide(kFullText));
   }
   // A decoder failure says nothing itself: the workflow names it.
   EXPECT_TRUE(Messages().empty());
-
-  ASSERT_EQ(platform::RemoveFile(Path()), 0u);
-  EXPECT_FALSE(ReadState());
-  EXPECT_EQ(Messages(), std::vector<std::wstring>{L"ERROR: unable to open statefile (on disk) for reading\n\n"});
 }
 
-TEST_F(StateFile, WriteFailuresLeaveThePreviousFileWhole) {
+TEST_F(StateFile, FailuresAreLoggedAndKeepThePreviousFile) {
   CurrentResumeState() = FullState();
   ASSERT_TRUE(SaveState());
   const std::string before = testsupport::ReadFile(Path());
-
-  // A read-only state file cannot be replaced.
   ASSERT_EQ(platform::SetAttributes(Path(), platform::kAttrReadOnly), 0u);
   CurrentResumeState() = ResumeState{};
   EXPECT_FALSE(SaveState());
-  EXPECT_EQ(testsupport::ReadFile(Path()), before);
   ASSERT_EQ(platform::SetAttributes(Path(), platform::kAttrNormal), 0u);
+  EXPECT_EQ(testsupport::ReadFile(Path()), before);
 
-  // Nor can a file in a folder that does not exist be made.
+  ASSERT_EQ(platform::RemoveFile(Path()), 0u);
+  ASSERT_EQ(platform::MakeFolder(Path()), 0u);  // a folder cannot be deleted as a file
+  EXPECT_FALSE(DeleteState());
   SetStateFilePath(volume_ / L"missing\\kestrel.state");
   EXPECT_FALSE(SaveState());
+  EXPECT_FALSE(ReadState());
   EXPECT_EQ(Messages(), (std::vector<std::wstring>{
                             L"ERROR: unable to open statefile (on disk) for resuming execution\n\n",
-                            L"ERROR: unable to open statefile (on disk) for resuming execution\n\n"}));
-}
-
-TEST_F(StateFile, DeleteFailureGivesTheSystemError) {
-  // A folder in the state file's place cannot be deleted as a file.
-  ASSERT_EQ(platform::MakeFolder(Path()), 0u);
-  EXPECT_FALSE(DeleteState());
-  EXPECT_EQ(Messages(), std::vector<std::wstring>{L"ERROR: unable to delete state file (Error: 0x5)\n\n"});
+                            L"ERROR: unable to delete state file (Error: 0x5)\n\n",
+                            L"ERROR: unable to open statefile (on disk) for resuming execution\n\n",
+                            L"ERROR: unable to open statefile (on disk) for reading\n\n",
+                        }));
 }
 
 }  // namespace

@@ -10,38 +10,24 @@ namespace {
 
 constexpr wchar_t kVolumeId[] = L"{6d1f3c2a-0000-4c55-9a10-2b7d5e6f0a11}";
 constexpr wchar_t kAppId[] = L"{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}";
+constexpr wchar_t kNew[] = L"{aaaaaaaa-bbbb-cccc-dddd-eeeeeeeeeeee}";
 
-// The file form of ASCII text, built apart from the code under test: FF FE,
-// then UTF-16LE with every LF as CR LF.
-std::string FileBytes(std::string_view ascii) {
-  std::string bytes = "\xFF\xFE";
-  for (char c : ascii) {
-    if (c == '\n') bytes += std::string("\r\0", 2);
-    bytes += c;
-    bytes += '\0';
-  }
-  return bytes;
-}
-
-// UTF-16LE of ASCII text as it stands.
+// UTF-16LE of ASCII text as it stands, and the file form (FF FE, LF as CR
+// LF), both built apart from the code under test.
 std::string Utf16(std::string_view ascii) {
   std::string bytes;
-  for (char c : ascii) {
-    bytes += c;
-    bytes += '\0';
-  }
+  for (char c : ascii) bytes += std::string{c, '\0'};
   return bytes;
 }
-
-Guid ParsedGuid(const wchar_t* text) {
-  Guid guid;
-  EXPECT_TRUE(ParseGuid(text, guid));
-  return guid;
+std::string FileBytes(std::string_view ascii) {
+  std::string bytes = "\xFF\xFE";
+  for (char c : ascii) bytes += c == '\n' ? Utf16("\r\n") : Utf16(std::string(1, c));
+  return bytes;
 }
 
 AppInfo SampleEditor() {
   AppInfo app;
-  app.appId = ParsedGuid(L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}");
+  EXPECT_TRUE(ParseGuid(L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}", app.appId));
   app.displayName = L"Sample Editor 7";
   app.displayVersion = L"7.2.1";
   app.installLocation = L"C:\\Program Files\\Sample\\";
@@ -50,10 +36,7 @@ AppInfo SampleEditor() {
   return app;
 }
 
-constexpr char kHeader[] =
-    "-\n"
-    "  VolumeType: \"app\"\n"
-    "  VolumeID: \"{6d1f3c2a-0000-4c55-9a10-2b7d5e6f0a11}\"\n";
+constexpr char kHeader[] = "-\n  VolumeType: \"app\"\n  VolumeID: \"{6d1f3c2a-0000-4c55-9a10-2b7d5e6f0a11}\"\n";
 constexpr char kEditorBlock[] =
     "-\n"
     "  ApplicationID: \"{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}\"\n"
@@ -65,29 +48,52 @@ constexpr char kEditorBlock[] =
     "  SystemComponent: 0\n";
 
 TEST(AppIdText, FormsAndParsing) {
-  const Guid guid = ParsedGuid(L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}");
+  const Guid guid = SampleEditor().appId;
   EXPECT_EQ(appid_to_string(guid), kAppId);
   EXPECT_EQ(appid_to_string(guid, false), L"3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1");
-  EXPECT_EQ(appid_to_string(guid, false, true), L"3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1");
   EXPECT_EQ(appid_to_string(guid, true, true), L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}");
 
   // The GUID between the first "{" and the "}" behind it, anywhere in a path.
-  const std::wstring path = L"\\registry\\machine\\software\\uninstall\\{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}\\x";
+  const std::wstring path = L"\\registry\\machine\\uninstall\\{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}\\x";
   Guid parsed;
   size_t end = 0;
   ASSERT_TRUE(string_to_appid(path, parsed, &end));
   EXPECT_EQ(parsed, guid);
   EXPECT_EQ(path.substr(end), L"\\x");
   for (const wchar_t* bad : {L"no braces", L"{}", L"{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1",
-                             L"3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}", L"{{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}",
-                             L"{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c}", L"{x}{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}"}) {
+                             L"{{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}", L"{x}{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}"}) {
     EXPECT_FALSE(string_to_appid(bad, parsed)) << platform::ToUtf8(bad);
   }
 }
 
+TEST(MetaLines, KeysAndValuesAreCutAsTheFileIsLaidOut) {
+  const struct {
+    std::u16string_view line, key, value;
+  } cases[] = {
+      {u"  VolumeID: \"{x}\"\r\n", u"VolumeID", u"\"{x}\""},
+      {u"  DisplayIcon:c:\\x.exe,0\r\n", u"DisplayIcon", u":\\x.exe,0"},  // the blank is skipped unseen
+      {u"VolumeID: \"{x}\"\n", u"VolumeID", u"\"{x}"},                     // a bare LF costs a character
+      {u"VolumeID: \"{x}\"", u"VolumeID", u"\"{x}\""},                     // no LF: kept whole
+      {u"   :", u"", u""},
+      {u"a: b: c\r\n", u"a", u"b: c"},
+  };
+  for (size_t i = 0; i < std::size(cases); ++i) {
+    std::u16string_view key, value;
+    ASSERT_TRUE(SplitMetaLine(cases[i].line, key, value));
+    EXPECT_TRUE(key == cases[i].key && value == cases[i].value) << "case " << i;
+  }
+  std::u16string_view key, value;
+  EXPECT_FALSE(SplitMetaLine(u"-\r\n", key, value));
+}
+
 class MetaYml : public testing::Test {
  protected:
-  std::wstring Path() const { return volume_ / L"_meta.yml"; }
+  void SetUp() override { ASSERT_EQ(platform::MakeFolder(volume_ / L"METADATA"), 0u); }
+  std::wstring Path() const { return volume_ / L"METADATA\\_meta.yml"; }
+  std::string Written(const std::vector<AppInfo>& records, const std::wstring& volumeId = kVolumeId) {
+    EXPECT_TRUE(write_metadata(Path(), records, volumeId, false));
+    return testsupport::ReadFile(Path());
+  }
   std::vector<std::wstring> Messages() {
     std::vector<std::wstring> texts;
     for (const auto& entry : log_.Entries()) texts.push_back(testsupport::WithoutSource(entry));
@@ -97,17 +103,11 @@ class MetaYml : public testing::Test {
   testsupport::ScratchFolder volume_;
 };
 
-TEST_F(MetaYml, WithoutApplicationsOnlyTheVolumeBlock) {
-  ASSERT_TRUE(write_metadata(Path(), {}, kVolumeId, false));
-  EXPECT_EQ(testsupport::ReadFile(Path()), FileBytes(std::string(kHeader) + "\n"));
+TEST_F(MetaYml, BothCopiesByteForByte) {
+  EXPECT_EQ(Written({}), FileBytes(std::string(kHeader) + "\n"));
   ASSERT_TRUE(write_metadata(Path(), {}, L"", true));
   EXPECT_EQ(testsupport::ReadFile(Path()), FileBytes("-\n  VolumeType: \"msix\"\n  VolumeID: \"(NONE)\"\n\n"));
-  EXPECT_TRUE(Messages().empty());
-}
-
-TEST_F(MetaYml, OneBlockPerApplicationWithTheIconSecond) {
-  ASSERT_TRUE(write_metadata(Path(), {SampleEditor()}, kVolumeId, false));
-  EXPECT_EQ(testsupport::ReadFile(Path()), FileBytes(std::string(kHeader) + kEditorBlock + "\n"));
+  EXPECT_EQ(Written({SampleEditor()}), FileBytes(std::string(kHeader) + kEditorBlock + "\n"));
 
   AppInfo component;
   component.appId = SampleEditor().appId;
@@ -116,167 +116,87 @@ TEST_F(MetaYml, OneBlockPerApplicationWithTheIconSecond) {
   AppInfo two = component;
   two.displayName = L"Helper";
   two.systemComponent = 2;  // only exactly 1 is marked
-  const std::vector<AppInfo> records{SampleEditor(), component, two};
-  ASSERT_TRUE(write_metadata(Path(), records, kVolumeId, false));
   std::string expected = std::string(kHeader) + kEditorBlock;
   for (const auto& [name, mark] : {std::pair{"Runtime", "1"}, std::pair{"Helper", "0"}}) {
     expected += std::string("-\n  ApplicationID: \"{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}\"\n  DisplayName: ") +
                 name + "\n  DisplayIcon: \n  DisplayVersion: \n  InstallLocation: \n  Publisher: \n" +
                 "  SystemComponent: " + mark + "\n";
   }
-  EXPECT_EQ(testsupport::ReadFile(Path()), FileBytes(expected + "\n"));
-  // The writer works on copies: the list is as it was.
-  EXPECT_EQ(records[0].displayIcon, SampleEditor().displayIcon);
-  EXPECT_EQ(records[2].systemComponent, 2u);
-}
+  EXPECT_EQ(Written({SampleEditor(), component, two}), FileBytes(expected + "\n"));
 
-TEST_F(MetaYml, ValuesAreWrittenAsTheyStand) {
-  AppInfo app = SampleEditor();
-  app.displayName = L"caf\u00e9 \"quoted\" # not a comment";
-  app.publisher = L"two\nlines";  // text mode makes the LF a CR LF
-  ASSERT_TRUE(write_metadata(Path(), {app}, kVolumeId, false));
-  const std::string bytes = testsupport::ReadFile(Path());
-  EXPECT_NE(bytes.find(Utf16("  DisplayName: caf") + std::string("\xe9\0", 2) +
-                       Utf16(" \"quoted\" # not a comment\r\n")),
+  // Values are written as they stand; text mode makes an LF inside one a CR LF.
+  AppInfo odd = SampleEditor();
+  odd.displayName = L"caf\u00e9 \"x\"";
+  odd.publisher = L"two\nlines";
+  const std::string bytes = Written({odd});
+  EXPECT_NE(bytes.find(Utf16("  DisplayName: caf") + std::string("\xe9\0", 2) + Utf16(" \"x\"\r\n")),
             std::string::npos);
   EXPECT_NE(bytes.find(Utf16("  Publisher: two\r\nlines\r\n")), std::string::npos);
+  EXPECT_TRUE(Messages().empty());
 }
 
 TEST_F(MetaYml, AFileThatCannotBeWrittenIsReportedAndLeftAlone) {
-  ASSERT_TRUE(write_metadata(Path(), {SampleEditor()}, kVolumeId, false));
-  const std::string before = testsupport::ReadFile(Path());
+  const std::string before = Written({SampleEditor()});
   ASSERT_EQ(platform::SetAttributes(Path(), platform::kAttrReadOnly), 0u);
   EXPECT_FALSE(write_metadata(Path(), {}, L"", false));
   ASSERT_EQ(platform::SetAttributes(Path(), platform::kAttrNormal), 0u);
   EXPECT_EQ(testsupport::ReadFile(Path()), before);
-
-  const std::wstring missing = volume_ / L"METADATA\\_meta.yml";
+  const std::wstring missing = volume_ / L"missing\\_meta.yml";
   EXPECT_FALSE(write_metadata(missing, {}, kVolumeId, false));
-  EXPECT_FALSE(platform::PathExists(missing));
   EXPECT_EQ(Messages(), (std::vector<std::wstring>{L"meta file \"" + Path() + L"\" was not opened! error:13.\n",
                                                    L"meta file \"" + missing + L"\" was not opened! error:2.\n"}));
 }
 
-TEST(MetaLines, KeysAndValuesAreCutAsTheFileIsLaidOut) {
-  std::u16string_view key, value;
-  ASSERT_TRUE(SplitMetaLine(u"  VolumeID: \"{x}\"\r\n", key, value));
-  EXPECT_TRUE(key == u"VolumeID");
-  EXPECT_TRUE(value == u"\"{x}\"");
-  // Only the first colon splits; the blank behind it is skipped unseen.
-  ASSERT_TRUE(SplitMetaLine(u"  DisplayIcon:c:\\x.exe,0\r\n", key, value));
-  EXPECT_TRUE(key == u"DisplayIcon");
-  EXPECT_TRUE(value == u":\\x.exe,0");
-  // A bare LF costs the value its last character; no LF keeps it whole.
-  ASSERT_TRUE(SplitMetaLine(u"VolumeID: \"{x}\"\n", key, value));
-  EXPECT_TRUE(value == u"\"{x}");
-  ASSERT_TRUE(SplitMetaLine(u"VolumeID: \"{x}\"", key, value));
-  EXPECT_TRUE(value == u"\"{x}\"");
-  ASSERT_TRUE(SplitMetaLine(u"   :", key, value));
-  EXPECT_TRUE(key.empty() && value.empty());
-  ASSERT_TRUE(SplitMetaLine(u"a:\r\n", key, value));
-  EXPECT_TRUE(key == u"a" && value.empty());
-  EXPECT_FALSE(SplitMetaLine(u"-\r\n", key, value));
-}
-
-TEST_F(MetaYml, TheLineReaderKeepsEveryUnitAndGrowsForLongLines) {
-  const std::string longValue(5000, 'v');
-  testsupport::WriteFile(Path(), FileBytes("-\n  Key: " + longValue + "\nlast"));
-  platform::File file;
-  ASSERT_EQ(file.Open(Path(), platform::OpenMode::Read), 0u);
-  MetaLineReader reader(file);
-  std::u16string line;
-  ASSERT_TRUE(reader.Next(line));
-  EXPECT_TRUE(line == u"\uFEFF-\r\n");
-  EXPECT_EQ(reader.offset(), 8u);
-  ASSERT_TRUE(reader.Next(line));
-  EXPECT_EQ(line.size(), 7 + longValue.size() + 2);
-  EXPECT_TRUE(line.substr(line.size() - 3) == u"v\r\n");
-  ASSERT_TRUE(reader.Next(line));
-  EXPECT_TRUE(line == u"last");
-  EXPECT_FALSE(reader.Next(line));
-  EXPECT_EQ(reader.error(), 0u);
-  EXPECT_EQ(reader.offset(), testsupport::ReadFile(Path()).size());
-}
-
-class Volume : public MetaYml {
- protected:
-  void SetUp() override { ASSERT_EQ(platform::MakeFolder(volume_ / L"METADATA"), 0u); }
-  std::wstring VolumeCopy() const { return volume_ / L"METADATA\\_meta.yml"; }
-};
-
-TEST_F(Volume, TheVolumeIdIsTheFirstVolumeIdLine) {
-  ASSERT_TRUE(write_metadata(VolumeCopy(), {}, kVolumeId, false));
+TEST_F(MetaYml, TheVolumeIdIsTheFirstVolumeIdLine) {
+  Written({SampleEditor()});
   std::wstring id;
   ASSERT_TRUE(GetVolumeIdFromVolumePath(volume_.path(), id));
   EXPECT_EQ(id, kVolumeId);
-
-  const std::pair<std::string, std::wstring> cases[] = {
-      {"-\n  VolumeID: \"(NONE)\"\n", L"(NONE)"},
+  const std::pair<std::string, std::wstring> found[] = {
       {"-\n  volumeid: \"a\"\n   VolumeID: \"b\"\n  VolumeID: \"c\"\n", L"b"},
       {"-\nVolumeID: {no quotes}\n", L"no quotes"},  // the ends go unseen
-      {"-\nVolumeID: \"{x}\"", L"{x}"},             // no line end at all
-      {"-\nVolumeID: \"\"\n", L""},
+      {"-\nVolumeID: \"{x}\"", L"{x}"},              // no line end at all
       {"-\nVolumeID: x\n", L""},
       {"-\n  VolumeID: \"" + std::string(3000, 'z') + "\"\n", std::wstring(3000, L'z')},
   };
-  for (const auto& [text, expected] : cases) {
-    testsupport::WriteFile(VolumeCopy(), FileBytes(text));
+  for (const auto& [text, expected] : found) {
+    testsupport::WriteFile(Path(), FileBytes(text));
     EXPECT_TRUE(GetVolumeIdFromVolumePath(volume_.path(), id)) << text;
     EXPECT_EQ(id, expected) << text;
   }
-  EXPECT_TRUE(Messages().empty());
-}
-
-TEST_F(Volume, NoVolumeIdOrNoFileFails) {
-  std::wstring id = L"left over";
-  // The byte-order mark belongs to the first line, so a first line is never a match.
-  for (const std::string& bytes : {FileBytes("-\n  VolumeType: \"app\"\n\n"), std::string(),
-                                   FileBytes("\n") + "\x01", FileBytes("-\nVolumeID \"x\"\n"),
-                                   FileBytes("VolumeID: \"{x}\"\n")}) {
-    testsupport::WriteFile(VolumeCopy(), bytes);
+  // The byte-order mark belongs to the first line, so a first line never matches.
+  for (const std::string& bytes : {FileBytes("-\n  VolumeType: \"app\"\n\n"), std::string(), FileBytes("\n") + "\x01",
+                                   FileBytes("-\nVolumeID \"x\"\n"), FileBytes("VolumeID: \"{x}\"\n")}) {
+    testsupport::WriteFile(Path(), bytes);
     EXPECT_FALSE(GetVolumeIdFromVolumePath(volume_.path(), id));
     EXPECT_EQ(id, L"");
   }
-  ASSERT_EQ(platform::RemoveFile(VolumeCopy()), 0u);
+  ASSERT_EQ(platform::RemoveFile(Path()), 0u);
   EXPECT_FALSE(GetVolumeIdFromVolumePath(volume_.path(), id));
   EXPECT_EQ(Messages(), std::vector<std::wstring>{L"ERROR: could not open metafile for apps metadata - error:2\n"});
 }
 
-TEST_F(Volume, TheAppIdIsThePlainFolderNamedInBraces) {
+TEST_F(MetaYml, TheAppIdIsTheFolderNamedInBraces) {
   std::wstring appId;
   EXPECT_FALSE(GetAppid(volume_.path(), appId));
-  // A file named like a GUID is no package folder, nor is a read-only folder.
+  // A file named like a GUID is no package folder.
   testsupport::WriteFile(volume_ / L"{00000000-0000-0000-0000-000000000001}", "x");
-  ASSERT_EQ(platform::MakeFolder(volume_ / L"{00000000-0000-0000-0000-000000000002}"), 0u);
-  ASSERT_EQ(platform::SetAttributes(volume_ / L"{00000000-0000-0000-0000-000000000002}", platform::kAttrReadOnly),
-            0u);
   EXPECT_FALSE(GetAppid(volume_.path(), appId));
   ASSERT_EQ(platform::MakeFolder(volume_ / L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}"), 0u);
   ASSERT_TRUE(GetAppid(volume_.path(), appId));
   EXPECT_EQ(appId, L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}");
-  ASSERT_EQ(platform::SetAttributes(volume_ / L"{00000000-0000-0000-0000-000000000002}", platform::kAttrNormal), 0u);
-  const auto messages = Messages();
-  ASSERT_EQ(messages.size(), 2u);
-  for (const auto& m : messages) EXPECT_EQ(m, L"could not find AppId in the volume.\n");
+  EXPECT_EQ(Messages(), std::vector<std::wstring>(2, L"could not find AppId in the volume.\n"));
 }
 
-class Overwrite : public MetaYml {
- protected:
-  static constexpr wchar_t kNew[] = L"{aaaaaaaa-bbbb-cccc-dddd-eeeeeeeeeeee}";
-  std::string Written(const std::vector<AppInfo>& records) {
-    EXPECT_TRUE(write_metadata(Path(), records, kVolumeId, false));
-    return testsupport::ReadFile(Path());
+std::string Replaced(std::string bytes, const wchar_t* from, const wchar_t* to) {
+  const std::string a = platform::ToUtf16Le(from), b = platform::ToUtf16Le(to);
+  for (size_t at = bytes.find(a); at != std::string::npos; at = bytes.find(a, at + b.size())) {
+    bytes.replace(at, a.size(), b);
   }
-  static std::string Replaced(std::string bytes, const wchar_t* from, const wchar_t* to) {
-    const std::string a = platform::ToUtf16Le(from), b = platform::ToUtf16Le(to);
-    for (size_t at = bytes.find(a); at != std::string::npos; at = bytes.find(a, at + b.size())) {
-      bytes.replace(at, a.size(), b);
-    }
-    return bytes;
-  }
-};
+  return bytes;
+}
 
-TEST_F(Overwrite, EveryMatchingLineGetsTheNewGuidAndNothingElseChanges) {
+TEST_F(MetaYml, OverwritesPatchEveryMatchingLineAndNothingElse) {
   const std::string before = Written({SampleEditor(), SampleEditor()});
   ASSERT_TRUE(OverwriteApplicationIds(Path(), kNew));
   EXPECT_EQ(testsupport::ReadFile(Path()), Replaced(before, kAppId, kNew));
@@ -290,7 +210,7 @@ TEST_F(Overwrite, EveryMatchingLineGetsTheNewGuidAndNothingElseChanges) {
   EXPECT_TRUE(Messages().empty());
 }
 
-TEST_F(Overwrite, AHandEditedFileIsRefusedUntouched) {
+TEST_F(MetaYml, AHandEditedFileIsRefusedUntouched) {
   const std::string good = "-\n  ApplicationID: \"{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}\"\n";
   const std::string cases[] = {
       // the second line lost its closing quote: the first is not patched either
@@ -306,18 +226,10 @@ TEST_F(Overwrite, AHandEditedFileIsRefusedUntouched) {
     EXPECT_FALSE(OverwriteApplicationIds(Path(), kNew));
     EXPECT_EQ(testsupport::ReadFile(Path()), bytes);
   }
-  // Nor is a new text that is not a GUID written.
-  const std::string written = Written({SampleEditor()});
-  EXPECT_FALSE(OverwriteApplicationIds(Path(), L"{aaaaaaaa-bbbb-cccc-dddd-eeeeeeeeeee}"));
+  const std::string written = Written({SampleEditor()}, L"");
+  EXPECT_FALSE(OverwriteApplicationIds(Path(), L"{aaaaaaaa-bbbb-cccc-dddd-eeeeeeeeeee}"));  // no GUID to write
+  EXPECT_FALSE(OverwriteVolumeIds(Path(), kNew));  // "(NONE)" is no GUID to replace
   EXPECT_EQ(testsupport::ReadFile(Path()), written);
-  EXPECT_EQ(Messages(), std::vector<std::wstring>(7, L"ERROR: failed to over write guid in the yml\n\n"));
-}
-
-TEST_F(Overwrite, TheVolumeVariantNamesTheErrorNumber) {
-  ASSERT_TRUE(write_metadata(Path(), {}, L"", false));  // "(NONE)" is no GUID
-  const std::string none = testsupport::ReadFile(Path());
-  EXPECT_FALSE(OverwriteVolumeIds(Path(), kNew));
-  EXPECT_EQ(testsupport::ReadFile(Path()), none);
   // A match too close to the start to step back over a GUID.
   testsupport::WriteFile(Path(), Utf16("VolumeID: \"{x}\"\r\n"));
   EXPECT_FALSE(OverwriteVolumeIds(Path(), kNew));
@@ -325,13 +237,14 @@ TEST_F(Overwrite, TheVolumeVariantNamesTheErrorNumber) {
   EXPECT_FALSE(OverwriteApplicationIds(Path(), kNew));
   EXPECT_FALSE(OverwriteVolumeIds(volume_ / L"missing.yml", kNew));
   EXPECT_FALSE(OverwriteApplicationIds(volume_ / L"missing.yml", kNew));
-  EXPECT_EQ(Messages(), (std::vector<std::wstring>{
-                            L"ERROR: failed to over write guid in the yml - error:[22]\n\n",
-                            L"ERROR: could not open meta yml file - error:[22]\n\n",
-                            L"ERROR: could not open meta yml file\n\n",
-                            L"ERROR: could not open meta yml file - error:[2]\n\n",
-                            L"ERROR: could not open meta yml file\n\n",
-                        }));
+
+  std::vector<std::wstring> expected(7, L"ERROR: failed to over write guid in the yml\n\n");
+  expected.insert(expected.end(), {L"ERROR: failed to over write guid in the yml - error:[22]\n\n",
+                                   L"ERROR: could not open meta yml file - error:[22]\n\n",
+                                   L"ERROR: could not open meta yml file\n\n",
+                                   L"ERROR: could not open meta yml file - error:[2]\n\n",
+                                   L"ERROR: could not open meta yml file\n\n"});
+  EXPECT_EQ(Messages(), expected);
 }
 
 }  // namespace

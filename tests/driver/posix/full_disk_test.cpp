@@ -1,5 +1,6 @@
 // A disk that fills up while a volume file is written: the file size limit
-// makes the write fail part way, as ENOSPC would, without a real full disk.
+// makes the write fail part way (EFBIG, a general failure, 31) without a
+// real full disk.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -10,74 +11,45 @@
 #include "platform/files.h"
 #include "support/scratch.h"
 
-namespace {
-
-class FullDisk : public testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved_), 0);
-    previous_ = signal(SIGXFSZ, SIG_IGN);
-  }
-  void TearDown() override {
-    setrlimit(RLIMIT_FSIZE, &saved_);
-    signal(SIGXFSZ, previous_);
-  }
-  void LimitFileSize(rlim_t bytes) {
-    rlimit limit = saved_;
-    limit.rlim_cur = bytes;
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-  }
-  std::vector<std::wstring> Messages() {
-    std::vector<std::wstring> texts;
-    for (const auto& entry : log_.Entries()) texts.push_back(testsupport::WithoutSource(entry));
-    return texts;
-  }
-  size_t FilesIn(const std::wstring& folder) {
-    std::vector<platform::FindEntry> entries;
-    platform::FindFiles(folder + L"\\*", entries);
-    size_t n = 0;
-    for (const auto& e : entries) n += e.name != L"." && e.name != L"..";
-    return n;
-  }
-
-  rlimit saved_{};
-  void (*previous_)(int) = SIG_DFL;
-  testsupport::ScratchLog log_;
-  testsupport::ScratchFolder volume_;
-};
-
-TEST_F(FullDisk, EveryWriterFailsWithItsMessageAndKeepsThePreviousFile) {
-  SetStateFilePath(volume_ / L"kestrel.state");
+TEST(FullDisk, EveryWriterFailsWithItsMessageAndKeepsThePreviousFile) {
+  testsupport::ScratchLog log;
+  testsupport::ScratchFolder volume;
+  SetStateFilePath(volume / L"kestrel.state");
   CurrentResumeState() = ResumeState{};
   ASSERT_TRUE(SaveState());
-  ASSERT_TRUE(SaveNotes(volume_ / L"notes.txt", L"old notes"));
-  ASSERT_TRUE(write_metadata(volume_ / L"_meta.yml", {}, L"", false));
-  const std::string state = testsupport::ReadFile(volume_ / L"kestrel.state");
-  const std::string notes = testsupport::ReadFile(volume_ / L"notes.txt");
-  const std::string meta = testsupport::ReadFile(volume_ / L"_meta.yml");
+  ASSERT_TRUE(SaveNotes(volume / L"notes.txt", L"old notes"));
+  ASSERT_TRUE(write_metadata(volume / L"_meta.yml", {}, L"", false));
+  const std::string state = testsupport::ReadFile(volume / L"kestrel.state");
+  const std::string meta = testsupport::ReadFile(volume / L"_meta.yml");
 
   // Below the size of the new files, above what the log will reach.
-  LimitFileSize(4096);
+  rlimit saved{}, limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
+  limit = saved;
+  limit.rlim_cur = 4096;
+  const auto previous = signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
   CurrentResumeState().name = std::wstring(3000, L'n');
   EXPECT_FALSE(SaveState());
-  EXPECT_FALSE(SaveNotes(volume_ / L"notes.txt", std::wstring(3000, L'n')));
+  EXPECT_FALSE(SaveNotes(volume / L"notes.txt", std::wstring(3000, L'n')));
   AppInfo app;
   app.displayName = std::wstring(3000, L'n');
-  EXPECT_FALSE(write_metadata(volume_ / L"_meta.yml", {app}, L"", false));
-  setrlimit(RLIMIT_FSIZE, &saved_);
-
-  // The limit gives EFBIG, which has no Win32 twin: a general failure (31).
-  EXPECT_EQ(Messages(), (std::vector<std::wstring>{
-                            L"ERROR: unable to save state (on disk) for resuming execution\n\n",
-                            L"failed to write file 13\n\n",
-                            L"meta file \"" + (volume_ / L"_meta.yml") + L"\" write file error:31.\n",
-                        }));
-  EXPECT_EQ(testsupport::ReadFile(volume_ / L"kestrel.state"), state);
-  EXPECT_EQ(testsupport::ReadFile(volume_ / L"notes.txt"), notes);
-  EXPECT_EQ(testsupport::ReadFile(volume_ / L"_meta.yml"), meta);
-  EXPECT_EQ(FilesIn(volume_.path()), 3u);
+  EXPECT_FALSE(write_metadata(volume / L"_meta.yml", {app}, L"", false));
+  setrlimit(RLIMIT_FSIZE, &saved);
+  signal(SIGXFSZ, previous);
   CurrentResumeState() = ResumeState{};
   SetStateFilePath(L"");
-}
 
-}  // namespace
+  EXPECT_EQ(testsupport::ReadFile(volume / L"kestrel.state"), state);
+  EXPECT_EQ(testsupport::ReadFile(volume / L"notes.txt"), std::string("\xFF\xFEo\0l\0d\0 \0n\0o\0t\0e\0s\0", 20));
+  EXPECT_EQ(testsupport::ReadFile(volume / L"_meta.yml"), meta);
+  std::vector<platform::FindEntry> entries;
+  ASSERT_EQ(platform::FindFiles(volume / L"*.kestrel-new", entries), platform::kErrorFileNotFound);
+  std::vector<std::wstring> messages;
+  for (const auto& entry : log.Entries()) messages.push_back(testsupport::WithoutSource(entry));
+  EXPECT_EQ(messages, (std::vector<std::wstring>{
+                          L"ERROR: unable to save state (on disk) for resuming execution\n\n",
+                          L"failed to write file 13\n\n",
+                          L"meta file \"" + (volume / L"_meta.yml") + L"\" write file error:31.\n",
+                      }));
+}
