@@ -34,7 +34,7 @@ std::string NarrowTextFileBytes(std::wstring_view text) {
   out.reserve(text.size() + text.size() / 16 + 1);
   for (wchar_t c : text) {
     if (c == L'\n') out += '\r';
-    out += c >= 0 && c < 0x80 ? static_cast<char>(c) : '?';
+    out += static_cast<uint32_t>(c) < 0x80 ? static_cast<char>(c) : '?';
   }
   return out;
 }
