@@ -109,11 +109,6 @@ class StateFile : public testing::Test {
     SetStateFilePath(L"");
   }
   std::wstring Path() const { return volume_ / L"kestrel.state"; }
-  std::vector<std::wstring> Messages() {
-    std::vector<std::wstring> texts;
-    for (const auto& entry : log_.Entries()) texts.push_back(testsupport::WithoutSource(entry));
-    return texts;
-  }
 
   testsupport::ScratchLog log_;
   testsupport::ScratchFolder volume_;
@@ -137,7 +132,7 @@ TEST_F(StateFile, SavedBytesAreTheTextAndItsNulAndReadBack) {
   ASSERT_TRUE(DeleteState());
   EXPECT_FALSE(platform::PathExists(Path()));
   EXPECT_TRUE(DeleteState());  // nothing to delete is no failure
-  EXPECT_TRUE(Messages().empty());
+  EXPECT_TRUE(log_.Messages().empty());
 }
 
 TEST_F(StateFile, ImperfectFilesReadAsTheirText) {
@@ -162,7 +157,7 @@ TEST_F(StateFile, ImperfectFilesReadAsTheirText) {
     EXPECT_EQ(EncodeState(CurrentResumeState()), Wide(kFullText));
   }
   // A decoder failure says nothing itself: the workflow names it.
-  EXPECT_TRUE(Messages().empty());
+  EXPECT_TRUE(log_.Messages().empty());
 }
 
 TEST_F(StateFile, FailuresAreLoggedAndKeepThePreviousFile) {
@@ -181,7 +176,7 @@ TEST_F(StateFile, FailuresAreLoggedAndKeepThePreviousFile) {
   SetStateFilePath(volume_ / L"missing\\kestrel.state");
   EXPECT_FALSE(SaveState());
   EXPECT_FALSE(ReadState());
-  EXPECT_EQ(Messages(), (std::vector<std::wstring>{
+  EXPECT_EQ(log_.Messages(), (std::vector<std::wstring>{
                             L"ERROR: unable to open statefile (on disk) for resuming execution\n\n",
                             L"ERROR: unable to delete state file (Error: 0x5)\n\n",
                             L"ERROR: unable to open statefile (on disk) for resuming execution\n\n",

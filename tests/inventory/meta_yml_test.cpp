@@ -94,11 +94,6 @@ class MetaYml : public testing::Test {
     EXPECT_TRUE(write_metadata(Path(), records, volumeId, false));
     return testsupport::ReadFile(Path());
   }
-  std::vector<std::wstring> Messages() {
-    std::vector<std::wstring> texts;
-    for (const auto& entry : log_.Entries()) texts.push_back(testsupport::WithoutSource(entry));
-    return texts;
-  }
   testsupport::ScratchLog log_;
   testsupport::ScratchFolder volume_;
 };
@@ -132,7 +127,7 @@ TEST_F(MetaYml, BothCopiesByteForByte) {
   EXPECT_NE(bytes.find(Utf16("  DisplayName: caf") + std::string("\xe9\0", 2) + Utf16(" \"x\"\r\n")),
             std::string::npos);
   EXPECT_NE(bytes.find(Utf16("  Publisher: two\r\nlines\r\n")), std::string::npos);
-  EXPECT_TRUE(Messages().empty());
+  EXPECT_TRUE(log_.Messages().empty());
 }
 
 TEST_F(MetaYml, AFileThatCannotBeWrittenIsReportedAndLeftAlone) {
@@ -143,7 +138,7 @@ TEST_F(MetaYml, AFileThatCannotBeWrittenIsReportedAndLeftAlone) {
   EXPECT_EQ(testsupport::ReadFile(Path()), before);
   const std::wstring missing = volume_ / L"missing\\_meta.yml";
   EXPECT_FALSE(write_metadata(missing, {}, kVolumeId, false));
-  EXPECT_EQ(Messages(), (std::vector<std::wstring>{L"meta file \"" + Path() + L"\" was not opened! error:13.\n",
+  EXPECT_EQ(log_.Messages(), (std::vector<std::wstring>{L"meta file \"" + Path() + L"\" was not opened! error:13.\n",
                                                    L"meta file \"" + missing + L"\" was not opened! error:2.\n"}));
 }
 
@@ -173,7 +168,7 @@ TEST_F(MetaYml, TheVolumeIdIsTheFirstVolumeIdLine) {
   }
   ASSERT_EQ(platform::RemoveFile(Path()), 0u);
   EXPECT_FALSE(GetVolumeIdFromVolumePath(volume_.path(), id));
-  EXPECT_EQ(Messages(), std::vector<std::wstring>{L"ERROR: could not open metafile for apps metadata - error:2\n"});
+  EXPECT_EQ(log_.Messages(), std::vector<std::wstring>{L"ERROR: could not open metafile for apps metadata - error:2\n"});
 }
 
 TEST_F(MetaYml, TheAppIdIsTheFolderNamedInBraces) {
@@ -185,7 +180,7 @@ TEST_F(MetaYml, TheAppIdIsTheFolderNamedInBraces) {
   ASSERT_EQ(platform::MakeFolder(volume_ / L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}"), 0u);
   ASSERT_TRUE(GetAppid(volume_.path(), appId));
   EXPECT_EQ(appId, L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}");
-  EXPECT_EQ(Messages(), std::vector<std::wstring>(2, L"could not find AppId in the volume.\n"));
+  EXPECT_EQ(log_.Messages(), std::vector<std::wstring>(2, L"could not find AppId in the volume.\n"));
 }
 
 std::string Replaced(std::string bytes, const wchar_t* from, const wchar_t* to) {
@@ -207,7 +202,7 @@ TEST_F(MetaYml, OverwritesPatchEveryMatchingLineAndNothingElse) {
   const std::string header = Written({});
   EXPECT_TRUE(OverwriteApplicationIds(Path(), kNew));
   EXPECT_EQ(testsupport::ReadFile(Path()), header);
-  EXPECT_TRUE(Messages().empty());
+  EXPECT_TRUE(log_.Messages().empty());
 }
 
 TEST_F(MetaYml, AHandEditedFileIsRefusedUntouched) {
@@ -244,7 +239,7 @@ TEST_F(MetaYml, AHandEditedFileIsRefusedUntouched) {
                                    L"ERROR: could not open meta yml file\n\n",
                                    L"ERROR: could not open meta yml file - error:[2]\n\n",
                                    L"ERROR: could not open meta yml file\n\n"});
-  EXPECT_EQ(Messages(), expected);
+  EXPECT_EQ(log_.Messages(), expected);
 }
 
 }  // namespace

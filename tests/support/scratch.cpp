@@ -178,6 +178,12 @@ std::vector<std::wstring> ScratchLog::Entries() {
   return platform::PathExists(path) ? LogEntries(path) : std::vector<std::wstring>{};
 }
 
+std::vector<std::wstring> ScratchLog::Messages() {
+  std::vector<std::wstring> texts;
+  for (const auto& entry : Entries()) texts.push_back(WithoutSource(entry));
+  return texts;
+}
+
 std::wstring WithoutSource(const std::wstring& line) {
   const size_t at = line.find(L'@');
   if (at == std::wstring::npos) return line;

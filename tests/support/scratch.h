@@ -89,6 +89,8 @@ class ScratchLog {
   ScratchLog& operator=(const ScratchLog&) = delete;
   // What was written so far (see LogEntries); the log stays open.
   std::vector<std::wstring> Entries();
+  // The same without their "function@line: ".
+  std::vector<std::wstring> Messages();
 
  private:
   ScratchFolder agent_;

@@ -45,9 +45,7 @@ TEST(FullDisk, EveryWriterFailsWithItsMessageAndKeepsThePreviousFile) {
   EXPECT_EQ(testsupport::ReadFile(volume / L"_meta.yml"), meta);
   std::vector<platform::FindEntry> entries;
   ASSERT_EQ(platform::FindFiles(volume / L"*.kestrel-new", entries), platform::kErrorFileNotFound);
-  std::vector<std::wstring> messages;
-  for (const auto& entry : log.Entries()) messages.push_back(testsupport::WithoutSource(entry));
-  EXPECT_EQ(messages, (std::vector<std::wstring>{
+  EXPECT_EQ(log.Messages(), (std::vector<std::wstring>{
                           L"ERROR: unable to save state (on disk) for resuming execution\n\n",
                           L"failed to write file 13\n\n",
                           L"meta file \"" + (volume / L"_meta.yml") + L"\" write file error:31.\n",
