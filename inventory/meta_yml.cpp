@@ -1,7 +1,6 @@
 #include "inventory/meta_yml.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "foundation/format.h"
 #include "foundation/log.h"
