@@ -101,6 +101,20 @@ class File {
 uint32_t ReadWholeFile(const std::wstring& path, std::string& bytes);
 uint32_t WriteWholeFile(const std::wstring& path, const std::string& bytes);
 
+// Renames a file over another in the same folder, replacing it in one step.
+// A read-only or folder destination gives 5 on both backends.
+uint32_t RenameFileOver(const std::wstring& source, const std::wstring& destination);
+
+// Where WriteFileWhole failed: before any byte was written (the target is
+// read-only or a folder, or nothing can be created beside it), or after.
+enum class WriteStage { Open, Write };
+
+// Writes bytes as the new content of path so that no reader ever sees a part
+// of it: they go to a file beside the target, are flushed, and that file is
+// renamed over the target. A failure leaves the target as it was.
+uint32_t WriteFileWhole(const std::wstring& path, const std::string& bytes,
+                        WriteStage* failedAt = nullptr);
+
 // Four-part version ("4.16.1.1564") of a program file's version resource;
 // false when the file has none or cannot be read.
 bool ReadFileVersion(const std::wstring& path, std::wstring& version);

@@ -37,4 +37,33 @@ uint32_t WriteWholeFile(const std::wstring& path, const std::string& bytes) {
   return file.Flush();
 }
 
+uint32_t WriteFileWhole(const std::wstring& path, const std::string& bytes, WriteStage* failedAt) {
+  WriteStage stage = WriteStage::Open;
+  const auto fail = [&](uint32_t error) {
+    if (failedAt) *failedAt = stage;
+    return error;
+  };
+  // Refuse what an open for writing would refuse, before anything is written.
+  uint32_t attributes = 0;
+  if (GetAttributes(path, attributes) == 0 && (attributes & (kAttrReadOnly | kAttrDirectory))) {
+    return fail(kErrorAccessDenied);
+  }
+  // A fixed name: a file left by an interrupted run is simply replaced.
+  const std::wstring temp = path + L".kestrel-new";
+  RemoveFile(temp);
+  File file;
+  uint32_t error = file.Open(temp, OpenMode::CreateAlways);
+  if (error != 0) return fail(error);
+  stage = WriteStage::Write;
+  error = file.Write(bytes.data(), bytes.size());
+  if (error == 0) error = file.Flush();
+  file.Close();
+  if (error == 0) error = RenameFileOver(temp, path);
+  if (error != 0) {
+    RemoveFile(temp);
+    return fail(error);
+  }
+  return 0;
+}
+
 }  // namespace platform

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 
@@ -107,6 +108,11 @@ uint32_t FindFiles(const std::wstring& pattern, std::vector<FindEntry>& entries)
     entries.push_back(entry);
   }
   closedir(dir);
+  // In the order NTFS lists a folder, not the order of the directory's hash.
+  std::sort(entries.begin(), entries.end(), [](const FindEntry& a, const FindEntry& b) {
+    const std::wstring fa = FoldName(a.name), fb = FoldName(b.name);
+    return fa != fb ? fa < fb : a.name < b.name;
+  });
   return entries.empty() ? kErrorFileNotFound : 0;
 }
 
@@ -224,6 +230,27 @@ uint32_t CopyFileTo(const std::wstring& source, const std::wstring& destination,
   if (error == 0 && rename(temp.c_str(), to.c_str()) != 0) error = ErrorFromErrno(errno, to);
   if (error != 0) unlink(temp.c_str());
   return error;
+}
+
+uint32_t RenameFileOver(const std::wstring& source, const std::wstring& destination) {
+  std::string from, to;
+  uint32_t error = 0;
+  if (!MapPath(source, from, error) || !MapPath(destination, to, error)) return error;
+  struct stat st;
+  if (lstat(from.c_str(), &st) != 0) return ErrorFromErrno(errno, from);
+  if (S_ISDIR(st.st_mode)) return kErrorAccessDenied;
+  // Windows will not replace a read-only file or a folder; rename(2) would.
+  if (stat(to.c_str(), &st) == 0 && (S_ISDIR(st.st_mode) || !(st.st_mode & S_IWUSR))) return kErrorAccessDenied;
+  if (rename(from.c_str(), to.c_str()) != 0) return ErrorFromErrno(errno, to);
+  // The new name must outlast a power cut as the data does.
+  const size_t slash = to.find_last_of('/');
+  const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : to.substr(0, slash);
+  const int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (dir >= 0) {
+    fsync(dir);
+    close(dir);
+  }
+  return 0;
 }
 
 uint32_t MakeFolder(const std::wstring& path) {

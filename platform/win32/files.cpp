@@ -73,6 +73,17 @@ uint32_t CopyFileTo(const std::wstring& source, const std::wstring& destination,
   return CopyFileW(source.c_str(), destination.c_str(), failIfExists ? TRUE : FALSE) ? 0 : GetLastError();
 }
 
+uint32_t RenameFileOver(const std::wstring& source, const std::wstring& destination) {
+  // Windows refuses to replace these; Wine does not, so say it here.
+  const DWORD existing = GetFileAttributesW(destination.c_str());
+  if (existing != INVALID_FILE_ATTRIBUTES && (existing & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_DIRECTORY))) {
+    return ERROR_ACCESS_DENIED;
+  }
+  return MoveFileExW(source.c_str(), destination.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)
+             ? 0
+             : GetLastError();
+}
+
 uint32_t MakeFolder(const std::wstring& path) {
   return CreateDirectoryW(path.c_str(), nullptr) ? 0 : GetLastError();
 }

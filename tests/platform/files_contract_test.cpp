@@ -165,4 +165,45 @@ TEST_F(FilesContract, ReadingBackWhatWasWritten) {
   EXPECT_EQ(read, 2u);
 }
 
+TEST_F(FilesContract, RenameOverReplacesInOneStepButNotReadOnlyFilesOrFolders) {
+  testsupport::WriteFile(dir_ / L"new", "new");
+  testsupport::WriteFile(dir_ / L"target", "old");
+  ASSERT_EQ(RenameFileOver(dir_ / L"new", dir_ / L"target"), 0u);
+  EXPECT_EQ(testsupport::ReadFile(dir_ / L"target"), "new");
+  EXPECT_FALSE(PathExists(dir_ / L"new"));
+  EXPECT_EQ(RenameFileOver(dir_ / L"new", dir_ / L"target"), kErrorFileNotFound);
+
+  testsupport::WriteFile(dir_ / L"new", "newer");
+  ASSERT_EQ(SetAttributes(dir_ / L"target", kAttrReadOnly), 0u);
+  EXPECT_EQ(RenameFileOver(dir_ / L"new", dir_ / L"target"), kErrorAccessDenied);
+  ASSERT_EQ(SetAttributes(dir_ / L"target", kAttrNormal), 0u);
+  EXPECT_EQ(testsupport::ReadFile(dir_ / L"target"), "new");
+  ASSERT_EQ(MakeFolder(dir_ / L"folder"), 0u);
+  EXPECT_EQ(RenameFileOver(dir_ / L"new", dir_ / L"folder"), kErrorAccessDenied);
+  EXPECT_EQ(testsupport::ReadFile(dir_ / L"new"), "newer");
+}
+
+TEST_F(FilesContract, WholeWritesLeaveTheOldFileOrTheNewOneAndNothingBeside) {
+  WriteStage stage = WriteStage::Write;
+  ASSERT_EQ(WriteFileWhole(dir_ / L"f", "first", &stage), 0u);
+  ASSERT_EQ(WriteFileWhole(dir_ / L"f", "2nd"), 0u);
+  EXPECT_EQ(testsupport::ReadFile(dir_ / L"f"), "2nd");
+
+  ASSERT_EQ(SetAttributes(dir_ / L"f", kAttrReadOnly), 0u);
+  EXPECT_EQ(WriteFileWhole(dir_ / L"f", "third", &stage), kErrorAccessDenied);
+  EXPECT_EQ(stage, WriteStage::Open);
+  ASSERT_EQ(SetAttributes(dir_ / L"f", kAttrNormal), 0u);
+  EXPECT_EQ(testsupport::ReadFile(dir_ / L"f"), "2nd");
+
+  stage = WriteStage::Write;
+  EXPECT_EQ(WriteFileWhole(dir_ / L"missing\\f", "x", &stage), kErrorPathNotFound);
+  EXPECT_EQ(stage, WriteStage::Open);
+  ASSERT_EQ(MakeFolder(dir_ / L"folder"), 0u);
+  EXPECT_EQ(WriteFileWhole(dir_ / L"folder", "x", &stage), kErrorAccessDenied);
+
+  std::vector<FindEntry> entries;
+  ASSERT_EQ(FindFiles(dir_ / L"*", entries), 0u);
+  EXPECT_EQ(Names(entries), (std::vector<std::wstring>{L"f", L"folder"}));
+}
+
 }  // namespace

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 
+#include "foundation/log.h"
 #include "platform/files.h"
 #include "platform/process.h"
 #include "platform/registry.h"
@@ -139,6 +140,48 @@ std::vector<std::wstring> LogLines(const std::wstring& logPath) {
     start = end + 1;
   }
   return lines;
+}
+
+std::vector<std::wstring> LogEntries(const std::wstring& logPath) {
+  constexpr size_t kStamp = 30;
+  std::vector<std::wstring> entries;
+  const std::string bytes = ReadFile(logPath);
+  if (bytes.substr(0, 2) != "\xFF\xFE") {
+    ADD_FAILURE() << "log does not start with FF FE";
+    return entries;
+  }
+  const std::wstring text = platform::FromUtf16Le(std::string_view(bytes).substr(2));
+  if (!text.empty() && !HasStamp(text)) ADD_FAILURE() << "log does not start with a stamp";
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t next = start + kStamp;
+    while (next < text.size() && !HasStamp(text.substr(next, kStamp))) ++next;
+    entries.push_back(text.substr(start + kStamp, next - start - kStamp));
+    start = next;
+  }
+  return entries;
+}
+
+ScratchLog::ScratchLog() {
+  SetInstallDir(agent_.path());
+  OpenLog();
+  EXPECT_TRUE(LogIsOpen());
+}
+
+ScratchLog::~ScratchLog() {
+  CloseLog();
+  SetInstallDir(L"");
+}
+
+std::vector<std::wstring> ScratchLog::Entries() {
+  const std::wstring path = agent_ / L"Logs\\thcapture.log";
+  return platform::PathExists(path) ? LogEntries(path) : std::vector<std::wstring>{};
+}
+
+std::vector<std::wstring> ScratchLog::Messages() {
+  std::vector<std::wstring> texts;
+  for (const auto& entry : Entries()) texts.push_back(WithoutSource(entry));
+  return texts;
 }
 
 std::wstring WithoutSource(const std::wstring& line) {

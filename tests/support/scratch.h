@@ -75,6 +75,27 @@ std::vector<std::wstring> ValueNames(const platform::registry::Key& key);
 std::vector<std::wstring> LogLines(const std::wstring& logPath);
 // "[yyyy-mm-dd hh:mm:ss.mmm UTC] " at the start of text.
 bool HasStamp(const std::wstring& text);
+// The log's writes, one per stamp, with the stamps checked and removed and
+// each text whole (a text may hold several line breaks).
+std::vector<std::wstring> LogEntries(const std::wstring& logPath);
+
+// A log of the test's own: the agent's InstallDir points at a scratch folder
+// and the log is open for the scope.
+class ScratchLog {
+ public:
+  ScratchLog();
+  ~ScratchLog();
+  ScratchLog(const ScratchLog&) = delete;
+  ScratchLog& operator=(const ScratchLog&) = delete;
+  // What was written so far (see LogEntries); the log stays open.
+  std::vector<std::wstring> Entries();
+  // The same without their "function@line: ".
+  std::vector<std::wstring> Messages();
+
+ private:
+  ScratchFolder agent_;
+};
+
 // "function@digits: " removed from the start of a line, when there.
 std::wstring WithoutSource(const std::wstring& line);
 

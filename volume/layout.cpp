@@ -1,0 +1,41 @@
+#include "volume/layout.h"
+
+#include "foundation/format.h"
+
+namespace volume {
+
+std::wstring ProgramPath(const std::wstring& volumePath) { return volumePath + L"\\Kestrel.exe"; }
+std::wstring StateFilePath(const std::wstring& volumePath) { return volumePath + L"\\kestrel.state"; }
+std::wstring NotesFilePath(const std::wstring& volumePath) { return volumePath + L"\\notes.txt"; }
+std::wstring ProfilePath(const std::wstring& volumePath) { return volumePath + L"\\tarnhold.pro"; }
+std::wstring MetaJsonZipPath(const std::wstring& volumePath) { return volumePath + L"\\META_JSON.ZIP"; }
+
+std::wstring VolumeMetadataFolder(const std::wstring& volumePath) { return volumePath + L"\\METADATA"; }
+std::wstring VolumeMetaYmlPath(const std::wstring& volumePath) {
+  return VolumeMetadataFolder(volumePath) + L"\\_meta.yml";
+}
+std::wstring DiskJsonPath(const std::wstring& volumePath) {
+  return VolumeMetadataFolder(volumePath) + L"\\metadata.json";
+}
+
+std::wstring PackageFolder(const std::wstring& volumePath, const std::wstring& appId) {
+  return volumePath + L"\\" + appId;
+}
+std::wstring PackageJsonPath(const std::wstring& volumePath, const std::wstring& appId) {
+  return PackageFolder(volumePath, appId) + L"\\metadata.json";
+}
+std::wstring PackageRoot(const std::wstring& volumePath, const std::wstring& appId) {
+  return PackageFolder(volumePath, appId) + L"\\THROOT";
+}
+std::wstring PackageMetadataFolder(const std::wstring& volumePath, const std::wstring& appId) {
+  return PackageFolder(volumePath, appId) + L"\\METADATA";
+}
+std::wstring PackageMetaYmlPath(const std::wstring& volumePath, const std::wstring& appId) {
+  return PackageMetadataFolder(volumePath, appId) + L"\\_meta.yml";
+}
+
+std::wstring PackageFolderPattern(const std::wstring& volumePath) {
+  return foundation::Format(L"%s\\{*}", volumePath.c_str());
+}
+
+}  // namespace volume
