@@ -64,6 +64,15 @@ void AppendEscaped(std::string& out, std::string_view text) {
   out.append(text.data() + runStart, text.size() - runStart);
 }
 
+// Text ends at its first null character, as a C string does, so no raw
+// null byte ever reaches a document (readers would stop there).
+std::wstring_view UpToNull(std::wstring_view text) { return text.substr(0, text.find(L'\0')); }
+
+void CutAtNull(std::string& text) {
+  const size_t null = text.find('\0');
+  if (null != std::string::npos) text.resize(null);
+}
+
 }  // namespace
 
 std::string MetadataValue::Serialize(int32_t indent) const {
@@ -73,9 +82,11 @@ std::string MetadataValue::Serialize(int32_t indent) const {
 }
 
 MetadataString::MetadataString(std::wstring_view text)
-    : MetadataValue(kMetadataString), value_(platform::ToUtf8(text)) {}
+    : MetadataValue(kMetadataString), value_(platform::ToUtf8(UpToNull(text))) {}
 
-MetadataString::MetadataString(std::string utf8) : MetadataValue(kMetadataString), value_(std::move(utf8)) {}
+MetadataString::MetadataString(std::string utf8) : MetadataValue(kMetadataString), value_(std::move(utf8)) {
+  CutAtNull(value_);
+}
 
 MetadataString::MetadataString(const char* utf8)
     : MetadataValue(kMetadataString), value_(utf8 ? utf8 : "") {}
@@ -132,7 +143,7 @@ bool MetadataObject::Prepend(std::wstring_view key, std::unique_ptr<MetadataValu
 }
 
 bool MetadataObject::Insert(bool atFront, std::wstring_view key, std::unique_ptr<MetadataValue> node) {
-  std::string utf8 = platform::ToUtf8(key);
+  std::string utf8 = platform::ToUtf8(UpToNull(key));
   if (utf8.size() > kMetadataMaxKeyBytes) {
     // The aligned key field cannot hold it; the document goes on without it.
     PrintLog(L"ERROR: metadata key of %Iu bytes is longer than %Iu, member left out: %s\n", utf8.size(),

@@ -3,7 +3,8 @@
 // their trailing blanks, escapes); readers of metadata.json rely on it.
 //
 // Strings are held as UTF-8 bytes: wide text is converted when a node or a
-// member is made. A container owns its children; a document is freed by
+// member is made. Every text, wide or narrow, ends at its first null
+// character, so a document never holds a raw null byte. A container owns its children; a document is freed by
 // destroying its root.
 #pragma once
 
@@ -50,7 +51,7 @@ class MetadataValue {
 class MetadataString : public MetadataValue {
  public:
   explicit MetadataString(std::wstring_view text);
-  // Bytes taken as UTF-8 already; copied as they are.
+  // Bytes taken as UTF-8 already; copied as they are, up to a null byte.
   explicit MetadataString(std::string utf8);
   explicit MetadataString(const char* utf8);
   const std::string& Value() const { return value_; }

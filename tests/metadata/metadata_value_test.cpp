@@ -102,7 +102,7 @@ TEST(MetadataText, StringsEscapeByteByByte) {
   EXPECT_EQ(Text(MetadataString("a\"b\\c\b\t\n\f\rd")), "\"a\\\"b\\\\c\\b\\t\\n\\f\\rd\"");
   EXPECT_EQ(Text(MetadataString("</script>")), "\"\\u003C/script>\"");
   EXPECT_EQ(Text(MetadataString("\x01")), "\"\x01\"");
-  EXPECT_EQ(Text(MetadataString(std::string("a\0b\x1f\x7f", 5))), std::string("\"a\0b\x1f\x7f\"", 7));
+  EXPECT_EQ(Text(MetadataString("a\x02\x1f\x7f")), "\"a\x02\x1f\x7f\"");
   EXPECT_EQ(Text(MetadataString("/ > & ' %s")), "\"/ > & ' %s\"");
   // The separators U+2028 and U+2029 are written raw, from wide and narrow text.
   EXPECT_EQ(Text(MetadataString(std::wstring_view(L"x\u2028y\u2029"))), "\"x\xE2\x80\xA8y\xE2\x80\xA9\"");
@@ -112,6 +112,18 @@ TEST(MetadataText, StringsEscapeByteByByte) {
   EXPECT_EQ(Text(MetadataString(std::wstring_view(L"\u00e9\u4e2d\U0001F600"))),
             "\"\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80\"");
   EXPECT_EQ(Text(MetadataString(static_cast<const char*>(nullptr))), "\"\"");
+}
+
+// A raw null byte would end the document for every C reader of it.
+TEST(MetadataText, TextEndsAtItsFirstNull) {
+  EXPECT_EQ(Text(MetadataString(std::string("ab\0cd", 5))), "\"ab\"");
+  EXPECT_EQ(Text(MetadataString(std::wstring_view(L"ab\0cd", 5))), "\"ab\"");
+  MetadataObject root;
+  root.AddString(std::wstring(L"k\0ey", 4), std::wstring(L"v\0w", 3));
+  auto list = std::make_unique<MetadataArray>();
+  list->AddString(std::wstring_view(L"x\0y", 3));
+  root.Add(L"list", std::move(list));
+  EXPECT_EQ(Text(root), Lines({"{", S(5) + "\"k\" : \"v\", ", "  \"list\" : [", S(11) + "\"x\"", S(9) + "]", "}"}));
 }
 
 TEST(MetadataText, ScalarsIgnoreTheIndent) {
