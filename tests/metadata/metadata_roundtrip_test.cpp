@@ -41,16 +41,20 @@ TEST(MetadataRoundTrip, TheComparisonNoticesDifferences) {
   roundtrip::Model model;
   model.type = roundtrip::Model::Type::Object;
   roundtrip::Model text;
+  text.key = "a";
   text.text = "x\xE2\x80\xA8\x01";
   roundtrip::Model number;
+  number.key = "n";
   number.type = roundtrip::Model::Type::Number;
   number.number = 18446744073709551615.0;
-  model.children = {{"a", text}, {"n", number}};
+  model.children = {text, number};
   EXPECT_EQ(roundtrip::Compare(parsed, model, ""), "");
-  model.children[0].second.text = "x";
+  model.children[0].text = "x";
   EXPECT_EQ(roundtrip::Compare(parsed, model, ""), "/0: string differs");
+  model.children[0].text = text.text;
+  model.children[1].key = "N";
+  EXPECT_EQ(roundtrip::Compare(parsed, model, ""), "/1: key differs");
   model.children.pop_back();
-  model.children[0].second.text = "x\xE2\x80\xA8\x01";
   EXPECT_EQ(roundtrip::Compare(parsed, model, ""), ": extra member");
   cJSON_Delete(parsed);
 }

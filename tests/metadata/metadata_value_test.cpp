@@ -22,7 +22,12 @@ std::string Lines(std::initializer_list<std::string> lines) {
   return text;
 }
 
-std::string Text(const MetadataValue& value, int32_t indent = 0) { return value.Serialize(indent); }
+// The text, checked against the size measured before it is made.
+std::string Text(const MetadataValue& value, int32_t indent = 0) {
+  std::string text = value.Serialize(indent);
+  EXPECT_EQ(value.TextSize(indent), text.size()) << text;
+  return text;
+}
 
 // A node of a kind no writer knows; counts its destructions.
 class OddNode : public MetadataValue {
@@ -32,6 +37,7 @@ class OddNode : public MetadataValue {
     if (destroyed_) ++*destroyed_;
   }
   void SerializeTo(std::string& out, int32_t) const override { out += "odd"; }
+  size_t TextSize(int32_t) const override { return 3; }
 
  private:
   int* destroyed_;

@@ -16,7 +16,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "metadata/metadata_value.h"
@@ -47,7 +46,8 @@ struct Model {
   std::string text;  // a string's bytes
   double number = 0;
   bool flag = false;
-  std::vector<std::pair<std::string, Model>> children;  // keys empty in arrays
+  std::string key;               // the member's key; empty in arrays
+  std::vector<Model> children;
 };
 
 inline std::string UpToNull(std::string text) { return text.substr(0, text.find('\0')); }
@@ -127,11 +127,8 @@ class TreeBuilder {
         problem = "key of " + std::to_string(utf8Key.size()) + " bytes " + (added ? "taken" : "refused");
       }
       if (!added) continue;
-      if (front) {
-        model.children.insert(model.children.begin(), {utf8Key, std::move(child)});
-      } else {
-        model.children.emplace_back(utf8Key, std::move(child));
-      }
+      child.key = utf8Key;
+      model.children.insert(front ? model.children.begin() : model.children.end(), std::move(child));
     }
     return object;
   }
@@ -154,7 +151,7 @@ class TreeBuilder {
         element.text = UpToNull(bytes);
         array->Add(std::make_unique<MetadataString>(bytes));
       }
-      model.children.emplace_back(std::string(), std::move(element));
+      model.children.push_back(std::move(element));
     }
     return array;
   }
@@ -205,8 +202,8 @@ inline std::string Compare(const cJSON* node, const Model& model, const std::str
       for (size_t i = 0; i < model.children.size(); ++i, child = child->next) {
         const std::string at = where + "/" + std::to_string(i);
         if (!child) return at + ": missing";
-        if (isObject && model.children[i].first != child->string) return at + ": key differs";
-        std::string problem = Compare(child, model.children[i].second, at);
+        if (isObject && model.children[i].key != child->string) return at + ": key differs";
+        std::string problem = Compare(child, model.children[i], at);
         if (!problem.empty()) return problem;
       }
       return child ? where + ": extra member" : std::string();
@@ -215,8 +212,8 @@ inline std::string Compare(const cJSON* node, const Model& model, const std::str
   return where + ": unknown model";
 }
 
-// Builds a tree from the bytes, serializes it, parses the text back and
-// compares. Empty when all is well; text, when given, gets the tree's text.
+// Builds a tree from the bytes, serializes it, checks its measured size,
+// parses the text back and compares. Empty when all is well; text, when given, gets the tree's text.
 inline std::string Check(const uint8_t* data, size_t size, std::string* textOut = nullptr) {
   ByteSource in(data, size);
   TreeBuilder builder(in);
@@ -225,6 +222,7 @@ inline std::string Check(const uint8_t* data, size_t size, std::string* textOut 
   if (!builder.problem.empty()) return builder.problem;
   const std::string text = root->Serialize(0);
   if (textOut) *textOut = text;
+  if (root->TextSize(0) != text.size()) return "measured size differs from the text's";
   const char* end = nullptr;
   cJSON* parsed = cJSON_ParseWithLengthOpts(text.data(), text.size(), &end, false);
   if (!parsed) return "cJSON refused the text at byte " + std::to_string(end ? end - text.data() : -1);
