@@ -4,8 +4,8 @@
 //
 // Strings are held as UTF-8 bytes: wide text is converted when a node or a
 // member is made. Every text, wide or narrow, ends at its first null
-// character, so a document never holds a raw null byte. A container owns its children; a document is freed by
-// destroying its root.
+// character, so a document never holds a raw null byte. A container owns
+// its children; a document is freed by destroying its root.
 #pragma once
 
 #include <cstddef>
@@ -57,7 +57,6 @@ class MetadataString : public MetadataValue {
   // Bytes taken as UTF-8 already; copied as they are, up to a null byte.
   explicit MetadataString(std::string utf8);
   explicit MetadataString(const char* utf8);
-  const std::string& Value() const { return value_; }
   void SerializeTo(std::string& out, int32_t indent) const override;
   size_t TextSize(int32_t indent) const override;
 
