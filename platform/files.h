@@ -65,6 +65,9 @@ enum class OpenMode {
   AppendAlways,  // open or create, write at the end
   CreateAlways,  // create or truncate, write
   ReadWrite,     // existing file, read and write
+  // Create or truncate, write; shared with no one (a second exclusive open
+  // fails with 32) and every write goes through to the disk.
+  CreateExclusive,
 };
 
 // An open file. Closed by its destructor; movable, not copyable.

@@ -285,6 +285,8 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
     case OpenMode::AppendAlways: flags |= O_WRONLY | O_APPEND | O_CREAT; break;
     case OpenMode::CreateAlways: flags |= O_WRONLY | O_CREAT | O_TRUNC; break;
     case OpenMode::ReadWrite: flags |= O_RDWR; break;
+    // Truncated only once the lock is held, so a holder's file stays whole.
+    case OpenMode::CreateExclusive: flags |= O_WRONLY | O_CREAT | O_DSYNC; break;
   }
   const bool creates = (flags & O_CREAT) != 0;
   bool wasThere = !creates;
@@ -303,6 +305,23 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
   if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
     close(fd);
     return kErrorAccessDenied;  // CreateFileW will not open a folder as a file
+  }
+  if (mode == OpenMode::CreateExclusive) {
+    // Sharing with no one: an open-file-description lock on the whole file,
+    // which another exclusive open (or a disk tool such as QEMU) sees.
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    if (fcntl(fd, F_OFD_SETLK, &lock) != 0) {
+      const int lockError = errno;
+      close(fd);
+      return lockError == EAGAIN || lockError == EACCES ? kErrorSharingViolation : ErrorFromErrno(lockError);
+    }
+    if (ftruncate(fd, 0) != 0) {
+      const int truncateError = errno;
+      close(fd);
+      return ErrorFromErrno(truncateError, native);
+    }
   }
   handle_ = fd;
   if (existed) *existed = wasThere;

@@ -107,9 +107,14 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
       disposition = CREATE_ALWAYS;
       break;
     case OpenMode::ReadWrite: access = GENERIC_READ | GENERIC_WRITE; break;
+    case OpenMode::CreateExclusive:
+      access = GENERIC_WRITE;
+      disposition = CREATE_ALWAYS;
+      break;
   }
-  HANDLE h = CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                         disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const bool exclusive = mode == OpenMode::CreateExclusive;
+  HANDLE h = CreateFileW(path.c_str(), access, exclusive ? 0 : FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                         disposition, FILE_ATTRIBUTE_NORMAL | (exclusive ? FILE_FLAG_WRITE_THROUGH : 0), nullptr);
   const DWORD error = GetLastError();
   if (h == INVALID_HANDLE_VALUE) return error;
   handle_ = reinterpret_cast<intptr_t>(h);
