@@ -17,3 +17,7 @@
 #include <windows.h>
 // Left out by WIN32_LEAN_AND_MEAN.
 #include <wincrypt.h>
+// Shell links (IShellLinkW, IPersistFile) and the Windows Installer's queries.
+#include <objbase.h>
+#include <shlobj.h>
+#include <msi.h>
