@@ -1,5 +1,6 @@
 #include "platform/common/shell_link_format.h"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -376,7 +377,8 @@ std::string BuildLinkInfo(const std::wstring& target) {
 }
 
 void PutCountedString(std::string& out, const std::wstring& text) {
-  const std::string units = ToUtf16Le(text);
+  std::string units = ToUtf16Le(text);
+  if (units.size() > 2 * 0xFFFFu) units.resize(2 * 0xFFFFu);  // the count is 16 bits
   Put16(out, static_cast<uint16_t>(units.size() / 2));
   out += units;
 }
@@ -457,6 +459,8 @@ int32_t ParseLink(std::string_view bytes, LinkData& link) {
     std::string_view text;
     if (!cursor.Number(count) || !cursor.Bytes(unicode ? 2u * count : count, text)) return kStatusTruncated;
     *target = unicode ? FromUtf16Le(text) : FromAnsi(text);
+    // Some writers count a terminator; the interface hands out C strings.
+    target->resize(std::min(target->size(), target->find(L'\0')));
   }
 
   // Extra data: blocks until a terminal block (size below 4). A file that
@@ -520,8 +524,11 @@ std::string BuildLink(const std::wstring& target, const LinkData& link) {
   const std::wstring environment =
       !link.environmentTarget.empty() ? link.environmentTarget : (drive ? std::wstring() : target);
 
+  // An id list's sizes are 16 bits; the shell makes none past MAX_PATH.
+  const bool idList = drive && target.size() < kBlockChars;
   uint32_t flags = kIsUnicode;
-  if (drive) flags |= kHasIdList | kHasLinkInfo;
+  if (idList) flags |= kHasIdList;
+  if (drive) flags |= kHasLinkInfo;
   if (!link.name.empty()) flags |= kHasName;
   if (!link.relativePath.empty()) flags |= kHasRelativePath;
   if (!link.workingDirectory.empty()) flags |= kHasWorkingDir;
@@ -545,10 +552,8 @@ std::string BuildLink(const std::wstring& target, const LinkData& link) {
   Put16(out, link.hotkey);
   out.append(10, '\0');
 
-  if (drive) {
-    out += BuildIdList(target, (link.fileAttributes & 0x10) != 0);
-    out += BuildLinkInfo(target);
-  }
+  if (idList) out += BuildIdList(target, (link.fileAttributes & 0x10) != 0);
+  if (drive) out += BuildLinkInfo(target);
   for (const std::wstring* text : {&link.name, &link.relativePath, &link.workingDirectory,
                                    &link.arguments, &link.iconLocation}) {
     if (!text->empty()) PutCountedString(out, *text);

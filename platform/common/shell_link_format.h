@@ -83,9 +83,9 @@ std::wstring TargetPath(const LinkData& link);
 std::wstring IconPath(const LinkData& link);
 
 // Writes a link. target is the path to link to: a drive path ("C:\dir\app.exe")
-// gets an id list and link info, so every reader resolves it; any other text
-// (relative, UNC, with %VARIABLES%) goes into the environment block, which
-// is also written whenever environmentTarget is set. The flags member is
+// gets link info and, below MAX_PATH, an id list, so every reader resolves
+// it; any other text (relative, UNC, with %VARIABLES%) goes into the
+// environment block, which is also written whenever environmentTarget is set. The flags member is
 // ignored: the flags follow from what is present. Known and special folder
 // blocks are written when their has-flags are set.
 std::string BuildLink(const std::wstring& target, const LinkData& link);

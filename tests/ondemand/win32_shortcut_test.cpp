@@ -20,13 +20,16 @@ namespace {
 
 class ShortcutLog : public testing::Test {
  protected:
+  // Shortcuts are read inside the caller's COM apartment.
   void SetUp() override {
+    com_ = shell::InitializeCom() >= 0;
     testsupport::SetInstallDir(agent_.path());
     OpenLog();
   }
   void TearDown() override {
     CloseLog();
     testsupport::SetInstallDir(L"");
+    if (com_) shell::UninitializeCom();
   }
   // The texts of the log's entries, each without its stamp. A text may hold
   // several line breaks of its own, so entries are cut at the stamps.
@@ -64,6 +67,7 @@ class ShortcutLog : public testing::Test {
   }
 
   testsupport::ScratchFolder agent_, dir_;
+  bool com_ = false;
 };
 
 using ShortcutDetails = ShortcutLog;
@@ -78,7 +82,9 @@ TEST_F(ShortcutDetails, ReadsEveryPartWithEnvironmentExpanded) {
   data.iconIndex = -2;
   data.hotkey = 0x0641;  // Ctrl+Alt+A
   const std::wstring path = dir_ / L"Fabrikam.lnk";
-  testsupport::WriteFile(path, lnk::BuildLink(L"%KESTREL_LINK_HOME%\\app.exe", data));
+  // The system keeps the icon location as written and the shortcut expands
+  // it (targets with references are the environment block's, see posix/).
+  testsupport::WriteFile(path, lnk::BuildLink(target, data));
 
   CShellLinkDetails details;
   EXPECT_EQ(details.PopulateShellLinkDetails(path), 0);
