@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "platform/common/shell_link_format.h"
-#include "platform/text.h"
 
 namespace lnk = platform::lnk;
 

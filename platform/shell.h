@@ -14,7 +14,6 @@ namespace platform::shell {
 inline constexpr int32_t kOk = 0;
 inline constexpr int32_t kFalse = 1;                                      // S_FALSE
 inline constexpr int32_t kFail = static_cast<int32_t>(0x80004005);        // E_FAIL
-inline constexpr int32_t kNoInterface = static_cast<int32_t>(0x80004002); // E_NOINTERFACE
 inline constexpr int32_t kNullObject = static_cast<int32_t>(0x80004003);  // E_POINTER
 
 // A Win32 error code as an HRESULT of facility Win32 (0 stays 0).
@@ -39,8 +38,7 @@ class ShellLink {
 
   int32_t Create();  // CoCreateInstance(CLSID_ShellLink), in-process server
   bool IsCreated() const;
-  // Loads the file for reading; kNoInterface when the object has no
-  // IPersistFile (never on these backends, but the caller reports it).
+  // Loads the file for reading; kFail when the object offers no IPersistFile.
   int32_t Load(const std::wstring& path);
   int32_t Save(const std::wstring& path);
 

@@ -41,7 +41,7 @@ int32_t ShellLink::Load(const std::wstring& path) {
   if (!impl_->link) return kNullObject;
   IPersistFile* file = nullptr;
   if (FAILED(impl_->link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file))) || !file) {
-    return kNoInterface;
+    return kFail;
   }
   const HRESULT hr = file->Load(path.c_str(), STGM_READ);
   file->Release();
@@ -52,7 +52,7 @@ int32_t ShellLink::Save(const std::wstring& path) {
   if (!impl_->link) return kNullObject;
   IPersistFile* file = nullptr;
   if (FAILED(impl_->link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file))) || !file) {
-    return kNoInterface;
+    return kFail;
   }
   const HRESULT hr = file->Save(path.c_str(), TRUE);
   file->Release();

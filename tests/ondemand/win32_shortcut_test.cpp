@@ -123,22 +123,6 @@ TEST_F(ShortcutDetails, UnreadableLinksFailWithTheirStatusAndLine) {
                                                    Failure(L"GetExpandedTargetPath", shell::kFail)}));
 }
 
-TEST_F(ShortcutDetails, DamagedFilesAreRefusedWithoutACrash) {
-  std::string link = lnk::BuildLink(L"C:\\Apps\\app.exe", lnk::LinkData{});
-  const std::wstring path = dir_ / L"damaged.lnk";
-  for (const std::string& bytes : {link.substr(0, 40), link.substr(0, link.size() / 2), std::string("garbage")}) {
-    testsupport::WriteFile(path, bytes);
-    CShellLinkDetails details;
-    EXPECT_LT(details.PopulateShellLinkDetails(path), 0);
-  }
-  const auto entries = Entries();
-  ASSERT_EQ(entries.size(), 3u);
-  for (const auto& entry : entries) {
-    EXPECT_EQ(entry.rfind(L"PrintLog@655: ERROR: CShellLinkDetails::PopulateShellLinkDetails: CWin32Shortcut::Load(.[0x8", 0), 0u)
-        << platform::ToUtf8(entry);
-  }
-}
-
 // A captured package on a volume: its Start Menu and public desktop.
 class AdvertisedShortcuts : public ShortcutLog {
  protected:
