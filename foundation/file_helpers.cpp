@@ -1,10 +1,12 @@
 #include "foundation/file_helpers.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "foundation/log.h"
 #include "platform/files.h"
 #include "platform/process.h"
+#include "platform/text.h"
 
 namespace {
 constexpr size_t kMaxPath = 260;
@@ -68,4 +70,30 @@ bool HasBackupPrivilege() {
     if (name == L"SeBackupPrivilege") return true;
   }
   return false;
+}
+
+bool GetFileList(const std::wstring& folder, const std::wstring& extension, std::vector<std::wstring>& files) {
+  std::vector<platform::FindEntry> entries;
+  if (platform::FindFiles(folder + L"\\*", entries) != 0) return false;
+  std::sort(entries.begin(), entries.end(), [](const platform::FindEntry& a, const platform::FindEntry& b) {
+    return platform::FoldName(a.name) < platform::FoldName(b.name);
+  });
+  bool listed = true;
+  std::vector<std::wstring> subfolders;
+  for (const auto& entry : entries) {
+    if (entry.name == L"." || entry.name == L"..") continue;
+    const std::wstring path = folder + L"\\" + entry.name;
+    if (entry.attributes & platform::kAttrDirectory) {
+      // A junction may point back up the tree: it is not followed.
+      if (!(entry.attributes & platform::kAttrReparsePoint)) subfolders.push_back(path);
+    } else if (entry.name.size() >= extension.size() &&
+               platform::EqualsNoCase(std::wstring_view(entry.name).substr(entry.name.size() - extension.size()),
+                                      extension)) {
+      files.push_back(path);
+    }
+  }
+  for (const auto& subfolder : subfolders) {
+    if (!GetFileList(subfolder, extension, files)) listed = false;
+  }
+  return listed;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 // The folder of the running program, which is the package volume:
 // E:\Kestrel.exe gives E:, C:\Tools\Kestrel.exe gives C:\Tools.
@@ -14,3 +15,10 @@ bool DeleteIfExists(const std::wstring& path);
 bool create_directory(const std::wstring& path);
 // Whether the process may read every file (administrators hold the backup privilege).
 bool HasBackupPrivilege();
+
+// Appends to files the paths of every file below folder, its subfolders
+// included, whose name ends with extension (".lnk"; compared without regard
+// to case). Names are taken in case-insensitive order, a folder's files
+// before its subfolders. False when folder or one of its subfolders cannot be
+// listed; what could be listed is appended all the same.
+bool GetFileList(const std::wstring& folder, const std::wstring& extension, std::vector<std::wstring>& files);

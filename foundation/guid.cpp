@@ -140,3 +140,50 @@ bool ParsePackedGuid(std::wstring_view text, Guid& guid) {
                         plain.substr(20, 12) + L"}";
   return ParseGuid(braced, guid);
 }
+
+namespace {
+
+constexpr wchar_t kBase85[] =
+    L"!$%&'()*+,-.0123456789=?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[]^_`abcdefghijklmnopqrstuvwxyz{}~";
+
+int Base85Value(wchar_t c) {
+  for (int i = 0; i < 85; ++i) {
+    if (kBase85[i] == c) return i;
+  }
+  return -1;
+}
+
+}  // namespace
+
+std::wstring GuidToCompressed(const Guid& guid) {
+  const auto bytes = GuidToBytes(guid);
+  std::wstring text;
+  text.reserve(20);
+  for (int word = 0; word < 4; ++word) {
+    uint32_t value = 0;
+    for (int i = 3; i >= 0; --i) value = value << 8 | bytes[word * 4 + i];
+    for (int digit = 0; digit < 5; ++digit) {
+      text += kBase85[value % 85];
+      value /= 85;
+    }
+  }
+  return text;
+}
+
+bool ParseCompressedGuid(std::wstring_view text, Guid& guid) {
+  if (text.size() < 20) return false;
+  uint8_t bytes[16];
+  for (int word = 0; word < 4; ++word) {
+    uint64_t value = 0;
+    for (int digit = 4; digit >= 0; --digit) {
+      const int v = Base85Value(text[word * 5 + digit]);
+      if (v < 0) return false;
+      value = value * 85 + static_cast<uint64_t>(v);
+    }
+    // 85^5 exceeds 2^32: such a group is no GUID word.
+    if (value > 0xFFFFFFFFu) return false;
+    for (int i = 0; i < 4; ++i) bytes[word * 4 + i] = static_cast<uint8_t>(value >> (8 * i));
+  }
+  guid = GuidFromBytes(bytes);
+  return true;
+}

@@ -46,3 +46,13 @@ Guid GuidFromBytes(const uint8_t bytes[16]);
 std::wstring GuidToPacked(const Guid& guid);
 // The reverse; hex digits in either case, exactly 32 of them.
 bool ParsePackedGuid(std::wstring_view text, Guid& guid);
+
+// The Windows Installer's compressed form, as darwin descriptors in advertised
+// shortcuts carry it: 20 characters, five per 32-bit word of the 16 GUID
+// bytes (taken little-endian), least significant digit first, in an
+// 85-character alphabet.
+std::wstring GuidToCompressed(const Guid& guid);
+// The reverse, from the first 20 characters of text (more may follow, as in a
+// descriptor). False for a character outside the alphabet, fewer than 20, or a
+// group whose value does not fit in 32 bits.
+bool ParseCompressedGuid(std::wstring_view text, Guid& guid);

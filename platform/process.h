@@ -21,6 +21,14 @@ uint32_t TokenPrivilegeNames(std::vector<std::wstring>& names);
 bool GetEnv(const std::wstring& name, std::wstring& value);
 void SetEnv(const std::wstring& name, const std::wstring& value);
 void UnsetEnv(const std::wstring& name);
+// ExpandEnvironmentStringsW: each %NAME% whose variable is set (looked up as
+// GetEnv does) becomes its value; other text, unknown names included, stays.
+std::wstring ExpandEnvironment(const std::wstring& text);
+// The system's text for an error code or HRESULT, without its line break;
+// an HRESULT of facility Win32 reads as its Win32 code.
+std::wstring SystemErrorText(uint32_t code);
+// "Unknown error 0x%08x": the text for a code the system has none for.
+std::wstring UnknownErrorText(uint32_t code);
 
 void SleepMs(uint32_t milliseconds);
 

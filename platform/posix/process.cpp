@@ -72,6 +72,68 @@ void SetEnv(const std::wstring& name, const std::wstring& value) {
 
 void UnsetEnv(const std::wstring& name) { unsetenv(ToUtf8(name).c_str()); }
 
+std::wstring ExpandEnvironment(const std::wstring& text) {
+  // As Windows expands: an unknown or empty name is copied with its two
+  // percent signs and the scan goes on after them; a lone % is kept.
+  std::wstring out;
+  size_t at = 0;
+  while (at < text.size()) {
+    const size_t open = text.find(L'%', at);
+    if (open == std::wstring::npos) {
+      out.append(text, at, std::wstring::npos);
+      break;
+    }
+    out.append(text, at, open - at);
+    const size_t close = text.find(L'%', open + 1);
+    if (close == std::wstring::npos) {
+      out.append(text, open, std::wstring::npos);
+      break;
+    }
+    std::wstring value;
+    const std::wstring name = text.substr(open + 1, close - open - 1);
+    if (!name.empty() && GetEnv(name, value)) {
+      out += value;
+    } else {
+      out.append(text, open, close - open + 1);
+    }
+    at = close + 1;
+  }
+  return out;
+}
+
+std::wstring SystemErrorText(uint32_t code) {
+  // The system's own texts for the codes this program reports.
+  static const std::pair<uint32_t, const wchar_t*> kTexts[] = {
+      {0, L"The operation completed successfully."},
+      {2, L"The system cannot find the file specified."},
+      {3, L"The system cannot find the path specified."},
+      {5, L"Access is denied."},
+      {6, L"The handle is invalid."},
+      {13, L"The data is invalid."},
+      {14, L"Not enough memory resources are available to complete this operation."},
+      {32, L"The process cannot access the file because it is being used by another process."},
+      {33, L"The process cannot access the file because another process has locked a portion of the file."},
+      {38, L"Reached the end of the file."},
+      {80, L"The file exists."},
+      {87, L"The parameter is incorrect."},
+      {112, L"There is not enough space on the disk."},
+      {122, L"The data area passed to a system call is too small."},
+      {145, L"The directory is not empty."},
+      {183, L"Cannot create a file when that file already exists."},
+      {234, L"More data is available."},
+      {1627, L"Function failed during execution."},
+      {0x80004001, L"Not implemented"},
+      {0x80004002, L"No such interface supported"},
+      {0x80004003, L"Invalid pointer"},
+      {0x80004005, L"Unspecified error"},
+  };
+  const uint32_t key = (code & 0xFFFF0000u) == 0x80070000u ? code & 0xFFFFu : code;
+  for (const auto& [number, text] : kTexts) {
+    if (number == key) return text;
+  }
+  return UnknownErrorText(code);
+}
+
 void SleepMs(uint32_t milliseconds) {
   timespec request{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000L};
   while (nanosleep(&request, &request) != 0 && errno == EINTR) {

@@ -123,4 +123,31 @@ uint32_t CurrentSessionId(uint32_t& session) {
   return 0;
 }
 
+std::wstring ExpandEnvironment(const std::wstring& text) {
+  const DWORD needed = ExpandEnvironmentStringsW(text.c_str(), nullptr, 0);
+  if (needed == 0) return text;
+  std::wstring buffer(needed, L'\0');
+  const DWORD written = ExpandEnvironmentStringsW(text.c_str(), buffer.data(), needed);
+  if (written == 0 || written > needed) return text;
+  buffer.resize(written - 1);
+  return buffer;
+}
+
+std::wstring SystemErrorText(uint32_t code) {
+  const DWORD key = (code & 0xFFFF0000u) == 0x80070000u ? code & 0xFFFFu : code;
+  wchar_t* text = nullptr;
+  const DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                                     FORMAT_MESSAGE_IGNORE_INSERTS,
+                                 nullptr, key, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+  std::wstring result = n && text ? std::wstring(text, n) : std::wstring();
+  if (text) LocalFree(text);
+  while (!result.empty() && (result.back() == L'\n' || result.back() == L'\r' || result.back() == L' ')) {
+    result.pop_back();
+  }
+  if (result.empty()) {
+    result = UnknownErrorText(code);
+  }
+  return result;
+}
+
 }  // namespace platform

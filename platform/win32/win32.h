@@ -19,3 +19,7 @@
 #include <wincrypt.h>
 // Left out by WIN32_LEAN_AND_MEAN: CommandLineToArgvW (the tests compare splitters).
 #include <shellapi.h>
+// Shell links (IShellLinkW, IPersistFile) and the Windows Installer's queries.
+#include <objbase.h>
+#include <shlobj.h>
+#include <msi.h>

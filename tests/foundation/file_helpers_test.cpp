@@ -97,4 +97,26 @@ TEST_F(FileHelpers, CreateDirectoryReportsAFileInTheWay) {
 
 TEST(Privileges, TheTestsRunWithBackupRights) { EXPECT_TRUE(HasBackupPrivilege()); }
 
+TEST(FileList, FindsFilesByExtensionInEveryFolderBelow) {
+  testsupport::ScratchFolder dir;
+  for (const wchar_t* folder : {L"Programs", L"Programs\\Fabrikam", L"Programs\\empty", L"zeta"}) {
+    ASSERT_EQ(platform::MakeFolder(dir / folder), 0u);
+  }
+  for (const wchar_t* file : {L"b.lnk", L"A.LNK", L"notes.txt", L"lnk", L"Programs\\Fabrikam\\Fab.lnk",
+                              L"Programs\\c.lnk", L"zeta\\z.lnk", L"zeta\\z.lnk.bak"}) {
+    testsupport::WriteFile(dir / file, "x");
+  }
+  std::vector<std::wstring> files{L"already there"};
+  EXPECT_TRUE(GetFileList(dir.path(), L".lnk", files));
+  EXPECT_EQ(files, (std::vector<std::wstring>{L"already there", dir / L"A.LNK", dir / L"b.lnk",
+                                              dir / L"Programs\\c.lnk", dir / L"Programs\\Fabrikam\\Fab.lnk",
+                                              dir / L"zeta\\z.lnk"}));
+
+  std::vector<std::wstring> none;
+  EXPECT_FALSE(GetFileList(dir / L"missing", L".lnk", none));
+  EXPECT_TRUE(none.empty());
+  EXPECT_TRUE(GetFileList(dir / L"Programs\\empty", L".lnk", none));
+  EXPECT_TRUE(none.empty());
+}
+
 }  // namespace

@@ -72,4 +72,30 @@ TEST(Guid, PackedFormOfTheInstaller) {
   EXPECT_EQ(untouched, kSample);
 }
 
+TEST(Guid, CompressedFormOfDarwinDescriptors) {
+  Guid parsed;
+  // Each group is one 32-bit word, least significant base-85 digit first.
+  ASSERT_TRUE(ParseCompressedGuid(L"$!!!!!!!!!!!!!!!!!!!", parsed));
+  EXPECT_EQ(parsed, (Guid{1, 0, 0, {}}));
+  ASSERT_TRUE(ParseCompressedGuid(L"!0_?{!!!!!!!!!!!!!!!", parsed));
+  EXPECT_EQ(parsed, (Guid{0xFFFFFFFF, 0, 0, {}}));
+  // The product and component of an advertised shortcut's descriptor, with
+  // the feature name after the first twenty characters.
+  const std::wstring descriptor = L"']gAVn-}f(ZXfeAR6.jiFollowTheWhiteRabbit>3w2x^IGfe?CxI5heAvk.";
+  ASSERT_TRUE(ParseCompressedGuid(descriptor, parsed));
+  EXPECT_EQ(GuidToText(parsed, GuidCase::Upper), L"{90110409-6000-11D3-8CFE-0150048383C9}");
+  ASSERT_TRUE(ParseCompressedGuid(descriptor.substr(41), parsed));
+  EXPECT_EQ(GuidToText(parsed, GuidCase::Upper), L"{A7CD68DB-EF74-49C8-FBB2-A7C463B2AC24}");
+  EXPECT_EQ(GuidToCompressed(parsed), descriptor.substr(41));
+  EXPECT_EQ(GuidToCompressed(kSample).size(), 20u);
+  ASSERT_TRUE(ParseCompressedGuid(GuidToCompressed(kSample), parsed));
+  EXPECT_EQ(parsed, kSample);
+
+  Guid untouched = kSample;
+  EXPECT_FALSE(ParseCompressedGuid(L"!!!!!!!!!!!!!!!!!!!", untouched));    // 19 characters
+  EXPECT_FALSE(ParseCompressedGuid(L"!!!!!!!!!!\\!!!!!!!!", untouched));  // outside the alphabet
+  EXPECT_FALSE(ParseCompressedGuid(L"~~~~~!!!!!!!!!!!!!!!", untouched));   // more than 32 bits
+  EXPECT_EQ(untouched, kSample);
+}
+
 }  // namespace

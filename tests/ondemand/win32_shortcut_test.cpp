@@ -1,0 +1,230 @@
+// Reading one shortcut through CWin32Shortcut, and turning a package's
+// advertised shortcuts into ordinary ones; the log lines are compared byte
+// for byte on both backends.
+#include <gtest/gtest.h>
+
+#include "foundation/log.h"
+#include "ondemand/win32_shortcut.h"
+#include "platform/common/shell_link_format.h"
+#include "platform/files.h"
+#include "platform/process.h"
+#include "platform/shell.h"
+#include "platform/text.h"
+#include "support/installer.h"
+#include "support/scratch.h"
+
+namespace shell = platform::shell;
+namespace lnk = platform::lnk;
+
+namespace {
+
+class ShortcutLog : public testing::Test {
+ protected:
+  // Shortcuts are read inside the caller's COM apartment.
+  void SetUp() override {
+    com_ = shell::InitializeCom() >= 0;
+    testsupport::SetInstallDir(agent_.path());
+    OpenLog();
+  }
+  void TearDown() override {
+    CloseLog();
+    testsupport::SetInstallDir(L"");
+    if (com_) shell::UninitializeCom();
+  }
+  // The texts of the log's entries, each without its stamp. A text may hold
+  // several line breaks of its own, so entries are cut at the stamps.
+  std::vector<std::wstring> Entries() {
+    CloseLog();
+    std::vector<std::wstring> entries;
+    const std::wstring log = agent_ / L"Logs\\thcapture.log";
+    if (platform::PathExists(log)) {
+      const std::string bytes = testsupport::ReadFile(log);
+      EXPECT_EQ(bytes.substr(0, 2), "\xff\xfe");
+      const std::wstring text = platform::FromUtf16Le(std::string_view(bytes).substr(2));
+      size_t at = 0;
+      while (at < text.size()) {
+        EXPECT_TRUE(testsupport::HasStamp(text.substr(at))) << platform::ToUtf8(text.substr(at));
+        size_t next = at + 30;
+        while ((next = text.find(L"\n[", next)) != std::wstring::npos && !testsupport::HasStamp(text.substr(next + 1))) {
+          ++next;
+        }
+        next = next == std::wstring::npos ? text.size() : next + 1;
+        entries.push_back(text.substr(at + 30, next - at - 30));
+        at = next;
+      }
+    }
+    OpenLog();
+    return entries;
+  }
+  static std::wstring Failure(const wchar_t* call, int32_t status, const wchar_t* function =
+                                                                        L"CShellLinkDetails::PopulateShellLinkDetails") {
+    wchar_t hex[16];
+    const uint32_t u = static_cast<uint32_t>(status);
+    for (int i = 0; i < 8; ++i) hex[i] = L"0123456789abcdef"[(u >> (28 - 4 * i)) & 0xF];
+    hex[8] = 0;
+    return std::wstring(L"PrintLog@655: ERROR: ") + function + L": CWin32Shortcut::" + call + L"(.[0x" + hex + L"-" +
+           platform::SystemErrorText(u) + L"].) failed.\n\n";
+  }
+
+  testsupport::ScratchFolder agent_, dir_;
+  bool com_ = false;
+};
+
+using ShortcutDetails = ShortcutLog;
+
+TEST_F(ShortcutDetails, ReadsEveryPartWithEnvironmentExpanded) {
+  testsupport::ScopedEnv home(L"KESTREL_LINK_HOME", dir_.path());
+  const std::wstring target = dir_ / L"app.exe";
+  testsupport::WriteFile(target, "MZ");
+  lnk::LinkData data;
+  data.name = L"Fabrikam \u00e9dition";
+  data.iconLocation = L"%KESTREL_LINK_HOME%\\app.ico";
+  data.iconIndex = -2;
+  data.hotkey = 0x0641;  // Ctrl+Alt+A
+  const std::wstring path = dir_ / L"Fabrikam.lnk";
+  // The system keeps the icon location as written and the shortcut expands
+  // it (targets with references are the environment block's, see posix/).
+  testsupport::WriteFile(path, lnk::BuildLink(target, data));
+
+  CShellLinkDetails details;
+  EXPECT_EQ(details.PopulateShellLinkDetails(path), 0);
+  EXPECT_EQ(details.shortcutPath, path);
+  EXPECT_TRUE(platform::NamesEqual(details.targetPath, target)) << platform::ToUtf8(details.targetPath);
+  EXPECT_EQ(details.iconPath, dir_ / L"app.ico");
+  EXPECT_EQ(details.iconIndex, -2);
+  EXPECT_EQ(details.description, L"Fabrikam \u00e9dition");
+  EXPECT_EQ(details.hotkey, 1601);
+  EXPECT_EQ(Entries(), std::vector<std::wstring>{});
+
+  // No hotkey reads as 0.
+  data.hotkey = 0;
+  testsupport::WriteFile(path, lnk::BuildLink(target, data));
+  CShellLinkDetails plain;
+  EXPECT_EQ(plain.PopulateShellLinkDetails(path), 0);
+  EXPECT_EQ(plain.hotkey, 0);
+}
+
+TEST_F(ShortcutDetails, UnreadableLinksFailWithTheirStatusAndLine) {
+  CShellLinkDetails details;
+  const std::wstring missing = dir_ / L"missing.lnk";
+  const int32_t notFound = shell::StatusFromError(2);
+  EXPECT_EQ(details.PopulateShellLinkDetails(missing), notFound);
+  EXPECT_EQ(details.shortcutPath, L"");
+
+  // A link that names no target at all.
+  lnk::LinkData data;
+  data.name = L"nothing to start";
+  const std::wstring empty = dir_ / L"empty.lnk";
+  testsupport::WriteFile(empty, lnk::BuildLink(L"", data));
+  EXPECT_EQ(details.PopulateShellLinkDetails(empty), shell::kFail);
+  EXPECT_EQ(details.shortcutPath, empty);
+
+  EXPECT_EQ(Entries(), (std::vector<std::wstring>{Failure(L"Load", notFound),
+                                                   Failure(L"GetExpandedTargetPath", shell::kFail)}));
+}
+
+// A captured package on a volume: its Start Menu and public desktop.
+class AdvertisedShortcuts : public ShortcutLog {
+ protected:
+  void SetUp() override {
+    ShortcutLog::SetUp();
+    root_ = dir_ / (kPackage + std::wstring(L"\\THROOT"));
+    startMenu_ = root_ + L"\\ProgramData\\Microsoft\\Windows\\Start Menu";
+    desktop_ = root_ + L"\\Users\\Public\\Desktop";
+    for (const std::wstring& folder :
+         {dir_ / kPackage, root_, root_ + L"\\ProgramData", root_ + L"\\ProgramData\\Microsoft",
+          root_ + L"\\ProgramData\\Microsoft\\Windows", startMenu_, startMenu_ + L"\\Programs",
+          startMenu_ + L"\\Programs\\Fabrikam", root_ + L"\\Users", root_ + L"\\Users\\Public", desktop_}) {
+      ASSERT_EQ(platform::MakeFolder(folder), 0u) << platform::ToUtf8(folder);
+    }
+  }
+  // An advertised shortcut as the installer writes it: no target, the
+  // descriptor, and an icon in the installer's cache.
+  std::string Advertised(const testsupport::InstalledComponent& component) {
+    lnk::LinkData data;
+    data.darwinDescriptor = component.Descriptor(L"Complete");
+    data.name = L"Fabrikam \u00e9dition";
+    data.arguments = L"/safe";
+    data.iconLocation = L"C:\\Windows\\Installer\\" + component.product() + L"\\fabrikam.ico";
+    data.iconIndex = 1;
+    return lnk::BuildLink(L"", data);
+  }
+  void Convert() { ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts(dir_.path(), kPackage); }
+
+  static constexpr wchar_t kPackage[] = L"{5D8E2C1A-7B3F-4A60-9E21-0C4B8D7F6A53}";
+  std::wstring root_, startMenu_, desktop_;
+};
+
+TEST_F(AdvertisedShortcuts, RecordedComponentsBecomeTheTarget) {
+  testsupport::InstalledComponent installed, absent, unknown;
+  const std::wstring installedFile = dir_ / L"fabrikam.exe";
+  testsupport::WriteFile(installedFile, "MZ");
+  installed.Register(installedFile);
+  installed.RegisterProduct();
+  absent.Register(dir_ / L"not-there.exe");  // recorded, file not installed: still converted
+
+  const std::wstring converted = startMenu_ + L"\\Programs\\Fabrikam\\Fabrikam.lnk";
+  const std::wstring absentLink = desktop_ + L"\\Absent.lnk";
+  const std::wstring unknownLink = desktop_ + L"\\Unknown.lnk";
+  const std::wstring plainLink = desktop_ + L"\\Plain.lnk";
+  testsupport::WriteFile(converted, Advertised(installed));
+  testsupport::WriteFile(absentLink, Advertised(absent));
+  const std::string unknownBytes = Advertised(unknown);
+  testsupport::WriteFile(unknownLink, unknownBytes);
+  lnk::LinkData plainData;
+  plainData.name = L"ordinary";
+  const std::string plainBytes = lnk::BuildLink(L"C:\\Apps\\plain.exe", plainData);
+  testsupport::WriteFile(plainLink, plainBytes);
+  testsupport::WriteFile(desktop_ + L"\\readme.txt", "not a shortcut");
+
+  Convert();
+
+  for (const auto& [link, target] : {std::pair{converted, installedFile}, {absentLink, dir_ / L"not-there.exe"}}) {
+    shell::ShellLink read;
+    ASSERT_EQ(read.Create(), 0);
+    ASSERT_EQ(read.Load(link), 0);
+    std::wstring text;
+    read.GetPath(text);
+    EXPECT_TRUE(platform::NamesEqual(text, target)) << platform::ToUtf8(text);
+    read.GetDescription(text);
+    EXPECT_EQ(text, L"Fabrikam \u00e9dition");
+    read.GetArguments(text);
+    EXPECT_EQ(text, L"/safe");
+    int32_t index = 0;
+    read.GetIconLocation(text, index);
+    EXPECT_EQ(text.substr(text.size() - 13), L"\\fabrikam.ico");
+    EXPECT_EQ(index, 1);
+    std::wstring product, feature, component;
+    EXPECT_NE(shell::InstallerShortcutTarget(link, product, feature, component), 0u);  // no longer advertised
+  }
+  EXPECT_EQ(testsupport::ReadFile(unknownLink), unknownBytes);
+  EXPECT_EQ(testsupport::ReadFile(plainLink), plainBytes);
+  EXPECT_EQ(Entries(), std::vector<std::wstring>{
+                           L"PrintLog@655: ERROR: ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts: "
+                           L"CWin32Shortcut::ConvertAdvertiseShortcutIntoNormalShortcut(.[" +
+                           unknownLink + L"].) failed.\n\n"});
+}
+
+TEST_F(AdvertisedShortcuts, MissingFoldersAreReportedAndTheOtherIsStillDone) {
+  testsupport::InstalledComponent installed;
+  const std::wstring installedFile = dir_ / L"fabrikam.exe";
+  testsupport::WriteFile(installedFile, "MZ");
+  installed.Register(installedFile);
+  installed.RegisterProduct();
+  const std::wstring link = desktop_ + L"\\Fabrikam.lnk";
+  testsupport::WriteFile(link, Advertised(installed));
+  testsupport::RemoveTree(root_ + L"\\ProgramData");
+
+  Convert();
+  std::wstring product, feature, component;
+  EXPECT_NE(shell::InstallerShortcutTarget(link, product, feature, component), 0u);
+
+  testsupport::RemoveTree(desktop_);
+  Convert();
+  const std::wstring prefix = L"PrintLog@655: ERROR: ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts: GetFileList(.[";
+  EXPECT_EQ(Entries(), (std::vector<std::wstring>{prefix + startMenu_ + L"].) failed for startmenu shortcut.\n\n",
+                                                   prefix + startMenu_ + L"].) failed for startmenu shortcut.\n\n",
+                                                   prefix + desktop_ + L"].) failed for desktop shortcut.\n\n"}));
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+// Environment expansion and the system's error texts, the same on both
+// backends: shortcut paths and failure lines depend on them.
+#include <gtest/gtest.h>
+
+#include "platform/process.h"
+#include "platform/text.h"
+#include "support/scratch.h"
+
+namespace {
+
+TEST(EnvironmentExpansion, ReplacesKnownNamesAndKeepsTheRest) {
+  testsupport::ScopedEnv home(L"KESTREL_LINK_HOME", L"C:\\Program Files\\Fabrikam");
+  testsupport::ScopedEnv empty(L"KESTREL_LINK_EMPTY", L"");
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+      {L"%KESTREL_LINK_HOME%\\app.exe", L"C:\\Program Files\\Fabrikam\\app.exe"},
+      {L"%kestrel_link_home%\\app.exe", L"C:\\Program Files\\Fabrikam\\app.exe"},  // any case
+      {L"a%KESTREL_LINK_HOME%b%KESTREL_LINK_HOME%", L"aC:\\Program Files\\FabrikambC:\\Program Files\\Fabrikam"},
+      {L"%KESTREL_LINK_UNSET%\\app.exe", L"%KESTREL_LINK_UNSET%\\app.exe"},
+      {L"100% sure", L"100% sure"},
+      {L"%", L"%"},
+      {L"", L""},
+      {L"x%KESTREL_LINK_EMPTY%y", L"xy"},
+      {L"%KESTREL_LINK_UNSET%KESTREL_LINK_HOME%", L"%KESTREL_LINK_UNSET%KESTREL_LINK_HOME%"},
+  };
+  for (const auto& [text, expected] : cases) {
+    EXPECT_EQ(platform::ExpandEnvironment(text), expected) << platform::ToUtf8(text);
+  }
+}
+
+TEST(SystemErrorTexts, Win32CodesAndTheirHresultsReadTheSame) {
+  // The texts are the system's own (Wine words them differently from Windows).
+  EXPECT_EQ(platform::SystemErrorText(0x80070002), platform::SystemErrorText(2));
+  EXPECT_EQ(platform::SystemErrorText(0x80070005), platform::SystemErrorText(5));
+  EXPECT_NE(platform::SystemErrorText(2), platform::SystemErrorText(5));
+  const std::wstring failed = platform::SystemErrorText(0x80004005);
+  EXPECT_FALSE(failed.empty());
+  EXPECT_NE(failed.back(), L'\n');
+  EXPECT_EQ(platform::UnknownErrorText(0xA0001234), L"Unknown error 0xa0001234");
+}
+
+}  // namespace

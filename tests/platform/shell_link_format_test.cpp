@@ -1,0 +1,315 @@
+// The shell link file format: links laid out by hand as Windows writes
+// them, the writer's links read back, and damaged files that must fail
+// cleanly with their status.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/common/shell_link_format.h"
+#include "platform/text.h"
+
+namespace lnk = platform::lnk;
+
+namespace {
+
+// Little-endian byte building for hand-made links.
+struct Bytes {
+  std::string b;
+  Bytes& u8(uint8_t v) { b += static_cast<char>(v); return *this; }
+  Bytes& u16(uint16_t v) { return u8(v & 0xFF).u8(v >> 8); }
+  Bytes& u32(uint32_t v) { return u16(v & 0xFFFF).u16(v >> 16); }
+  Bytes& raw(const std::string& s) { b += s; return *this; }
+  Bytes& ansiz(const std::string& s) { b += s; return u8(0); }
+  Bytes& utf16(const std::wstring& s) { b += platform::ToUtf16Le(s); return *this; }
+  Bytes& utf16z(const std::wstring& s) { return utf16(s).u16(0); }
+  Bytes& zeros(size_t n) { b.append(n, '\0'); return *this; }
+};
+
+const std::string kClsid("\x01\x14\x02\x00\x00\x00\x00\x00\xC0\x00\x00\x00\x00\x00\x00\x46", 16);
+const std::string kMyComputer("\xE0\x4F\xD0\x20\xEA\x3A\x69\x10\xA2\xD8\x08\x00\x2B\x30\x30\x9D", 16);
+
+std::string Header(uint32_t flags, int32_t iconIndex = 0, uint16_t hotkey = 0) {
+  Bytes h;
+  h.u32(0x4C).raw(kClsid).u32(flags).u32(0x20).zeros(24).u32(1234).u32(static_cast<uint32_t>(iconIndex)).u32(1);
+  h.u16(hotkey).zeros(10);
+  return h.b;
+}
+
+// A file entry item as Windows 7 and later write it: 8.3 name, then a
+// version 9 extension block with the long name.
+std::string FileEntry(bool folder, const std::string& shortName, const std::wstring& longName) {
+  Bytes item;
+  item.u16(0).u8(folder ? 0x31 : 0x32).u8(0).u32(0).u32(0).u16(folder ? 0x10 : 0x20).ansiz(shortName);
+  if (item.b.size() % 2) item.u8(0);
+  const size_t ext = item.b.size();
+  Bytes block;
+  block.u16(0).u16(9).u32(0xBEEF0004).u32(0).u32(0).u16(0x2E).u16(0).zeros(8).zeros(8).u16(0).zeros(4).zeros(4);
+  block.utf16z(longName).u16(static_cast<uint16_t>(ext));
+  const uint16_t size = static_cast<uint16_t>(block.b.size());
+  block.b[0] = static_cast<char>(size & 0xFF);
+  block.b[1] = static_cast<char>(size >> 8);
+  item.raw(block.b);
+  const uint16_t total = static_cast<uint16_t>(item.b.size());
+  item.b[0] = static_cast<char>(total & 0xFF);
+  item.b[1] = static_cast<char>(total >> 8);
+  return item.b;
+}
+
+std::string IdList(const std::vector<std::string>& items) {
+  Bytes list;
+  for (const auto& item : items) list.raw(item);
+  list.u16(0);
+  Bytes out;
+  out.u16(static_cast<uint16_t>(list.b.size())).raw(list.b);
+  return out.b;
+}
+
+std::string RootItem(const std::string& clsid) {
+  Bytes item;
+  item.u16(0x14).u8(0x1F).u8(0x50).raw(clsid);
+  return item.b;
+}
+
+std::string DriveItem(const std::string& drive) {
+  Bytes item;
+  item.u16(0x19).u8(0x2F).raw(drive).zeros(22 - drive.size());
+  return item.b;
+}
+
+std::string StringBlock(uint32_t signature, const std::string& ansi, const std::wstring& wide) {
+  Bytes block;
+  block.u32(0x314).u32(signature).raw(ansi).zeros(260 - ansi.size()).utf16(wide).zeros(520 - 2 * wide.size());
+  return block.b;
+}
+
+lnk::LinkData ParseOk(const std::string& bytes) {
+  lnk::LinkData link;
+  EXPECT_EQ(lnk::ParseLink(bytes, link), 0);
+  return link;
+}
+
+// A Windows 7 link to C:\Program Files\Fabrikam\fab.exe with ANSI strings.
+std::string WindowsSevenLink() {
+  Bytes link;
+  link.raw(Header(0x01 | 0x04 | 0x20 | 0x40, 2, 0x0641));
+  link.raw(IdList({RootItem(kMyComputer), DriveItem("C:\\"),
+                   FileEntry(true, "PROGRA~1", L"Program Files"), FileEntry(true, "FABRIK~1", L"Fabrikam"),
+                   FileEntry(false, "FAB.EXE", L"fab.exe")}));
+  // Strings in the ANSI code page (no IsUnicode flag): 0x80 is the euro sign.
+  link.u16(6).raw("Caf\xe9 \x80");
+  link.u16(2).raw("/x");
+  link.u16(18).raw("%SystemRoot%\\a.ico");
+  link.u32(0);
+  return link.b;
+}
+
+TEST(ShellLinkFormat, ReadsWhatWindowsWrites) {
+  const auto link = ParseOk(WindowsSevenLink());
+  EXPECT_TRUE(link.hasIdList);
+  EXPECT_EQ(link.idListPath, L"C:\\Program Files\\Fabrikam\\fab.exe");
+  EXPECT_EQ(lnk::TargetPath(link), L"C:\\Program Files\\Fabrikam\\fab.exe");
+  EXPECT_EQ(link.name, L"Caf\u00e9 \u20ac");
+  EXPECT_EQ(link.arguments, L"/x");
+  EXPECT_EQ(lnk::IconPath(link), L"%SystemRoot%\\a.ico");
+  EXPECT_EQ(link.iconIndex, 2);
+  EXPECT_EQ(link.hotkey, 0x0641);
+  EXPECT_EQ(link.fileSize, 1234u);
+  EXPECT_FALSE(link.hasLinkInfo);
+}
+
+TEST(ShellLinkFormat, TargetComesFromIdListThenLinkInfoThenEnvironment) {
+  // Link info with a local base path, Unicode form and a common suffix.
+  auto linkInfo = [](const std::string& ansiBase, const std::wstring& wideBase, const std::string& suffix) {
+    Bytes body;
+    const uint32_t volumeAt = 0x24;
+    Bytes volume;
+    volume.u32(0x11).u32(3).u32(0).u32(0x10).u8(0);
+    const uint32_t baseAt = volumeAt + 0x11;
+    const uint32_t suffixAt = baseAt + static_cast<uint32_t>(ansiBase.size() + 1);
+    const uint32_t wideAt = suffixAt + static_cast<uint32_t>(suffix.size() + 1);
+    const uint32_t wideSuffixAt = wideAt + static_cast<uint32_t>(2 * (wideBase.size() + 1));
+    const uint32_t total = wideSuffixAt + static_cast<uint32_t>(2 * (suffix.size() + 1));
+    body.u32(total).u32(0x24).u32(1).u32(volumeAt).u32(baseAt).u32(0).u32(suffixAt).u32(wideAt).u32(wideSuffixAt);
+    body.raw(volume.b).ansiz(ansiBase).ansiz(suffix).utf16z(wideBase).utf16z(platform::FromUtf8(suffix));
+    return body.b;
+  };
+  // A control panel id list names no file: the link info's path is used,
+  // its Unicode form before the ANSI one.
+  Bytes controlPanel;
+  controlPanel.raw(Header(0x01 | 0x02 | 0x80));
+  controlPanel.raw(IdList({RootItem(std::string(16, '\x21'))}));
+  controlPanel.raw(linkInfo("C:\\Data\\r?sum?", L"C:\\Data\\r\u00e9sum\u00e9", "report.txt"));
+  controlPanel.u32(0);
+  auto link = ParseOk(controlPanel.b);
+  EXPECT_TRUE(link.hasIdList);
+  EXPECT_EQ(link.idListPath, L"");
+  EXPECT_EQ(lnk::TargetPath(link), L"C:\\Data\\r\u00e9sum\u00e9report.txt");
+
+  // A network share: net name, then the suffix after a backslash.
+  Bytes share;
+  share.raw(Header(0x02));
+  Bytes net;
+  net.u32(0x14 + 12).u32(2).u32(0x14).u32(0).u32(0x20000).ansiz("\\\\srv\\apps$");
+  const uint32_t netAt = 0x1C;
+  const uint32_t suffixAt = netAt + static_cast<uint32_t>(net.b.size());
+  Bytes info;
+  info.u32(suffixAt + 10).u32(0x1C).u32(2).u32(0).u32(0).u32(netAt).u32(suffixAt).raw(net.b).ansiz("bin\\x.exe");
+  share.raw(info.b);
+  link = ParseOk(share.b);
+  EXPECT_EQ(lnk::TargetPath(link), L"\\\\srv\\apps$\\bin\\x.exe");
+
+  // Only the environment block: its Unicode text, not expanded.
+  Bytes environment;
+  environment.raw(Header(0x200 | 0x4000 | 0x80));
+  environment.raw(StringBlock(0xA0000001, "%ProgramFiles%\\A\\a.exe", L"%ProgramFiles%\\\u00c5\\a.exe"));
+  environment.raw(StringBlock(0xA0000007, "%windir%\\i.ico", L""));
+  environment.u32(0);
+  link = ParseOk(environment.b);
+  EXPECT_EQ(lnk::TargetPath(link), L"%ProgramFiles%\\\u00c5\\a.exe");
+  EXPECT_EQ(lnk::IconPath(link), L"%windir%\\i.ico");  // the ANSI form when the Unicode one is empty
+}
+
+TEST(ShellLinkFormat, WriterAndReaderAgreeOnEveryPart) {
+  lnk::LinkData data;
+  data.name = L"Fabrikam \u2013 \u6587\u66f8";
+  data.relativePath = L"..\\App\\app.exe";
+  data.workingDirectory = L"C:\\Program Files\\App";
+  data.arguments = L"/open \"a b.txt\"";
+  data.iconLocation = L"C:\\Program Files\\App\\app.exe";
+  data.iconIndex = -101;
+  data.hotkey = 0x0641;
+  data.showCommand = 3;
+  data.iconEnvironment = L"%ProgramFiles%\\App\\app.exe";
+  data.darwinDescriptor = L"']gAVn-}f(ZXfeAR6.jiFollowTheWhiteRabbit>3w2x^IGfe?CxI5heAvk.";
+  data.hasKnownFolder = true;
+  ASSERT_TRUE(ParseGuid(L"{905E63B6-C1BF-494E-B29C-65B732D3D21A}", data.knownFolder));
+  data.knownFolderOffset = 0x14;
+  data.hasSpecialFolder = true;
+  data.specialFolder = 0x26;
+  data.specialFolderOffset = 0x14;
+
+  const std::wstring target = L"c:\\Program Files\\App\\\u00e9t\u00e9\\app.exe";
+  const auto link = ParseOk(lnk::BuildLink(target, data));
+  EXPECT_EQ(link.flags & (lnk::kHasIdList | lnk::kHasLinkInfo | lnk::kIsUnicode | lnk::kHasDarwinId |
+                          lnk::kHasExpIcon | lnk::kHasExpString),
+            lnk::kHasIdList | lnk::kHasLinkInfo | lnk::kIsUnicode | lnk::kHasDarwinId | lnk::kHasExpIcon);
+  EXPECT_EQ(link.idListPath, L"C:\\Program Files\\App\\\u00e9t\u00e9\\app.exe");  // drives in upper case
+  EXPECT_EQ(link.linkInfoPath, target);
+  for (const auto& [got, want] : {std::pair{&link.name, &data.name}, {&link.relativePath, &data.relativePath},
+                                  {&link.workingDirectory, &data.workingDirectory},
+                                  {&link.arguments, &data.arguments}, {&link.iconLocation, &data.iconLocation},
+                                  {&link.iconEnvironment, &data.iconEnvironment},
+                                  {&link.darwinDescriptor, &data.darwinDescriptor}}) {
+    EXPECT_EQ(*got, *want);
+  }
+  EXPECT_EQ(link.iconIndex, -101);
+  EXPECT_EQ(link.hotkey, 0x0641);
+  EXPECT_EQ(link.showCommand, 3u);
+  EXPECT_TRUE(link.hasKnownFolder);
+  EXPECT_EQ(link.knownFolder, data.knownFolder);
+  EXPECT_EQ(link.knownFolderOffset, 0x14u);
+  EXPECT_TRUE(link.hasSpecialFolder);
+  EXPECT_EQ(link.specialFolder, 0x26u);
+  EXPECT_EQ(link.specialFolderOffset, 0x14u);
+
+  // A target that is no drive path goes into the environment block.
+  const auto relative = ParseOk(lnk::BuildLink(L"%windir%\\notepad.exe", lnk::LinkData{}));
+  EXPECT_FALSE(relative.hasIdList);
+  EXPECT_FALSE(relative.hasLinkInfo);
+  EXPECT_EQ(lnk::TargetPath(relative), L"%windir%\\notepad.exe");
+  EXPECT_NE(relative.flags & lnk::kHasExpString, 0u);
+}
+
+TEST(ShellLinkFormat, DamagedFilesFailWithTheirStatus) {
+  const std::string good = WindowsSevenLink();
+  lnk::LinkData link;
+  link.name = L"untouched";
+  // Every cut before the end of the strings is a truncation; the terminal
+  // block itself may be missing, as Windows accepts.
+  for (size_t n = 0; n + 4 < good.size(); ++n) {
+    EXPECT_EQ(lnk::ParseLink(good.substr(0, n), link), lnk::kStatusTruncated) << n;
+  }
+  EXPECT_EQ(lnk::ParseLink(good.substr(0, good.size() - 4), link), 0);
+  link.name = L"untouched";
+
+  std::string wrongSize = good;
+  wrongSize[0] = 0x4D;
+  EXPECT_EQ(lnk::ParseLink(wrongSize, link), lnk::kStatusBadFormat);
+  std::string wrongClass = good;
+  wrongClass[5] ^= 1;
+  EXPECT_EQ(lnk::ParseLink(wrongClass, link), lnk::kStatusBadFormat);
+
+  // An id list whose size points past the end.
+  std::string longList = good;
+  longList[0x4C] = '\xFF';
+  longList[0x4D] = '\x7F';
+  EXPECT_EQ(lnk::ParseLink(longList, link), lnk::kStatusTruncated);
+
+  // Link info whose offsets point outside it.
+  Bytes badInfo;
+  badInfo.raw(Header(0x02)).u32(0x1C).u32(0x1C).u32(1).u32(0).u32(0x400).u32(0).u32(0).u32(0);
+  EXPECT_EQ(lnk::ParseLink(badInfo.b, link), lnk::kStatusBadFormat);
+  Bytes unterminated;
+  unterminated.raw(Header(0x02)).u32(0x20).u32(0x1C).u32(1).u32(0).u32(0x1C).u32(0).u32(0).raw("C:\\x");
+  EXPECT_EQ(lnk::ParseLink(unterminated.b, link), lnk::kStatusBadFormat);
+
+  // Extra data: a block past the end, a block too small for its kind, and
+  // a size that is no block at all.
+  Bytes pastEnd;
+  pastEnd.raw(Header(0)).u32(0x314).u32(0xA0000001).zeros(16);
+  EXPECT_EQ(lnk::ParseLink(pastEnd.b, link), lnk::kStatusTruncated);
+  Bytes small;
+  small.raw(Header(0)).u32(0x20).u32(0xA0000006).zeros(24).u32(0);
+  EXPECT_EQ(lnk::ParseLink(small.b, link), lnk::kStatusBadFormat);
+  Bytes tiny;
+  tiny.raw(Header(0)).u32(6).u16(0).u32(0);
+  EXPECT_EQ(lnk::ParseLink(tiny.b, link), lnk::kStatusBadFormat);
+  EXPECT_EQ(link.name, L"untouched");  // a failed read leaves the result alone
+
+  // Blocks the reader has no use for are stepped over.
+  Bytes unknown;
+  unknown.raw(Header(0x80 | 0x04)).u16(1).utf16(L"d").u32(12).u32(0xA0000003).u32(7).u32(0);
+  EXPECT_EQ(ParseOk(unknown.b).name, L"d");
+}
+
+TEST(ShellLinkFormat, StringsLongerThanMaxPathKeepTheReaderInStep) {
+  const std::wstring longText(300, L'x');
+  Bytes link;
+  link.raw(Header(0x80 | 0x04 | 0x20)).u16(300).utf16(longText).u16(2).utf16(L"/y").u32(0);
+  const auto read = ParseOk(link.b);
+  EXPECT_EQ(read.name, longText);
+  EXPECT_EQ(read.arguments, L"/y");
+}
+
+TEST(ShellLinkFormat, DarwinDescriptors) {
+  lnk::DarwinParts parts;
+  ASSERT_TRUE(lnk::DecodeDarwinDescriptor(L"']gAVn-}f(ZXfeAR6.jiFollowTheWhiteRabbit>3w2x^IGfe?CxI5heAvk.", parts));
+  EXPECT_EQ(GuidToText(parts.product, GuidCase::Upper), L"{90110409-6000-11D3-8CFE-0150048383C9}");
+  EXPECT_EQ(parts.feature, L"FollowTheWhiteRabbit");
+  ASSERT_TRUE(parts.hasComponent);
+  EXPECT_EQ(GuidToText(parts.component, GuidCase::Upper), L"{A7CD68DB-EF74-49C8-FBB2-A7C463B2AC24}");
+  EXPECT_EQ(lnk::EncodeDarwinDescriptor(parts),
+            L"']gAVn-}f(ZXfeAR6.jiFollowTheWhiteRabbit>3w2x^IGfe?CxI5heAvk.");
+
+  // "<": the component is left out.
+  ASSERT_TRUE(lnk::DecodeDarwinDescriptor(L"']gAVn-}f(ZXfeAR6.jiMain<", parts));
+  EXPECT_EQ(parts.feature, L"Main");
+  EXPECT_FALSE(parts.hasComponent);
+
+  const std::wstring product = L"']gAVn-}f(ZXfeAR6.ji";
+  for (const std::wstring& odd : {std::wstring(L"']gAVn-}f(ZXfeAR6.j"),               // short product
+                                  product + L"NoMarker",                                // no > or <
+                                  product + std::wstring(39, L'F') + L">3w2x^IGfe?CxI5heAvk.",  // feature over 38
+                                  product + L"F>3w2x^IGfe?CxI5heAv",                    // short component
+                                  product + L"F>3w2x^IGfe?Cx\\5heAvk.",                 // outside the alphabet
+                                  std::wstring(L"~~~~~") + product.substr(5) + L"F<"}) {  // over 32 bits
+    lnk::DarwinParts untouched;
+    untouched.feature = L"kept";
+    EXPECT_FALSE(lnk::DecodeDarwinDescriptor(odd, untouched)) << platform::ToUtf8(odd);
+    EXPECT_EQ(untouched.feature, L"kept");
+  }
+  ASSERT_TRUE(lnk::DecodeDarwinDescriptor(product + std::wstring(38, L'F') + L"<", parts));
+  EXPECT_EQ(parts.feature.size(), 38u);
+}
+
+}  // namespace
