@@ -1,6 +1,6 @@
 #include "driver/service_parameters.h"
 
-#include "foundation/guid.h"
+#include "platform/guid.h"
 #include "foundation/log.h"
 #include "platform/registry.h"
 #include "platform/window.h"

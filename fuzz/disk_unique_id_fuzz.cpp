@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "foundation/guid.h"
+#include "platform/guid.h"
 #include "metadata/json_file.h"
 #include "platform/files.h"
 #include "platform/text.h"

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "foundation/guid.h"
+#include "platform/guid.h"
 #include "inventory/meta_yml.h"
 #include "platform/files.h"
 

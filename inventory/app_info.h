@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "foundation/guid.h"
+#include "platform/guid.h"
 
 struct AppInfo {
   Guid appId;  // the capture's AppId, the same for every record of a capture

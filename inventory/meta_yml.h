@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/guid.h"
+#include "platform/guid.h"
 #include "inventory/app_info.h"
 #include "platform/files.h"
 

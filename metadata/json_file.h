@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "foundation/guid.h"
+#include "platform/guid.h"
 
 // Creates or replaces the file, shared with no one and written through to
 // the disk: the bytes EF BB BF, then the text. Failures are logged.

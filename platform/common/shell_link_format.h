@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/guid.h"
+#include "platform/guid.h"
 
 namespace platform::lnk {
 

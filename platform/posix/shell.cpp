@@ -1,6 +1,6 @@
 #include "platform/shell.h"
 
-#include "foundation/guid.h"
+#include "platform/guid.h"
 #include "platform/common/shell_link_format.h"
 #include "platform/files.h"
 #include "platform/registry.h"

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "driver/service_parameters.h"
-#include "foundation/guid.h"
+#include "platform/guid.h"
 #include "foundation/log.h"
 #include "platform/registry.h"
 #include "platform/text.h"

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "captured_log.h"
-#include "foundation/guid.h"
+#include "platform/guid.h"
 #include "metadata/json_file.h"
 #include "metadata/metadata_value.h"
 #include "support/scratch.h"

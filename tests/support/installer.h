@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "foundation/guid.h"
+#include "platform/guid.h"
 
 namespace testsupport {
 

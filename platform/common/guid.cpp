@@ -1,4 +1,4 @@
-#include "foundation/guid.h"
+#include "platform/guid.h"
 
 #include "platform/crypto.h"
 

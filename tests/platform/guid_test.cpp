@@ -3,7 +3,7 @@
 
 #include <set>
 
-#include "foundation/guid.h"
+#include "platform/guid.h"
 
 namespace {
 
