@@ -17,3 +17,7 @@
 #include <windows.h>
 // Left out by WIN32_LEAN_AND_MEAN.
 #include <wincrypt.h>
+// System information: WMI and the machine's join information.
+#include <objbase.h>
+#include <wbemidl.h>
+#include <lm.h>
