@@ -70,6 +70,9 @@ enum class OpenMode {
   // open-file-description or POSIX lock, as QEMU takes on its images) makes
   // the open fail with 32.
   ReadWriteExclusive,
+  // Create or truncate, write; shared with no one (a second exclusive open
+  // fails with 32) and every write goes through to the disk.
+  CreateExclusive,
 };
 
 // An open file. Closed by its destructor; movable, not copyable.

@@ -259,6 +259,8 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
     case OpenMode::CreateAlways: flags |= O_WRONLY | O_CREAT | O_TRUNC; break;
     case OpenMode::ReadWrite: flags |= O_RDWR; break;
     case OpenMode::ReadWriteExclusive: flags |= O_RDWR | O_DSYNC; break;
+    // Truncated only once the lock is held, so a holder's file stays whole.
+    case OpenMode::CreateExclusive: flags |= O_WRONLY | O_CREAT | O_DSYNC; break;
   }
   const bool creates = (flags & O_CREAT) != 0;
   bool wasThere = !creates;
@@ -278,9 +280,9 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
     close(fd);
     return kErrorAccessDenied;  // CreateFileW will not open a folder as a file
   }
-  if (mode == OpenMode::ReadWriteExclusive) {
-    // Shared with no one: a write lock on the whole file conflicts with every
-    // other lock on it, QEMU's permission bytes included.
+  if (mode == OpenMode::ReadWriteExclusive || mode == OpenMode::CreateExclusive) {
+    // Sharing with no one: a write lock on the whole file conflicts with every
+    // other lock on it, another exclusive open's or QEMU's on its images.
     struct flock lock = {};
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
@@ -288,6 +290,11 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
       const int lockError = errno;
       close(fd);
       return lockError == EAGAIN || lockError == EACCES ? kErrorSharingViolation : ErrorFromErrno(lockError);
+    }
+    if (mode == OpenMode::CreateExclusive && ftruncate(fd, 0) != 0) {
+      const int truncateError = errno;
+      close(fd);
+      return ErrorFromErrno(truncateError, native);
     }
   }
   handle_ = fd;

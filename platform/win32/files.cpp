@@ -97,11 +97,15 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
       break;
     case OpenMode::ReadWrite: access = GENERIC_READ | GENERIC_WRITE; break;
     case OpenMode::ReadWriteExclusive: access = GENERIC_READ | GENERIC_WRITE; break;
+    case OpenMode::CreateExclusive:
+      access = GENERIC_WRITE;
+      disposition = CREATE_ALWAYS;
+      break;
   }
   DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE;
   DWORD flags = FILE_ATTRIBUTE_NORMAL;
-  if (mode == OpenMode::ReadWriteExclusive) {
-    share = FILE_SHARE_DELETE;
+  if (mode == OpenMode::ReadWriteExclusive || mode == OpenMode::CreateExclusive) {
+    share = mode == OpenMode::ReadWriteExclusive ? FILE_SHARE_DELETE : 0;
     flags |= FILE_FLAG_WRITE_THROUGH;
   }
   HANDLE h = CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
