@@ -3,6 +3,7 @@
 
 #include "foundation/format.h"
 #include "foundation/log.h"
+#include "metadata/metadata_value.h"
 
 using platform::sysinfo::JoinStatus;
 using platform::sysinfo::ManagementValue;
@@ -170,4 +171,14 @@ InfoMembers MachineMembers(const MachineFacts& facts) {
     add(L"domainName", facts.dnsDomain);
   }
   return members;
+}
+
+void GetOperatingSystemInfo(MetadataObject& object) {
+  for (const auto& [key, value] : OperatingSystemMembers(ReadOperatingSystemFacts(L"GetOperatingSystemInfo"))) {
+    object.AddString(key, value);
+  }
+}
+
+void GetMachineInfo(MetadataObject& object) {
+  for (const auto& [key, value] : MachineMembers(ReadMachineFacts(L"GetMachineInfo"))) object.AddString(key, value);
 }

@@ -48,3 +48,8 @@ MachineFacts ReadMachineFacts(const wchar_t* routine);
 // The members, in document order.
 InfoMembers OperatingSystemMembers(const OperatingSystemFacts& facts);
 InfoMembers MachineMembers(const MachineFacts& facts);
+
+// Add this system's members to the document's operatingsystem and machine
+// objects.
+void GetOperatingSystemInfo(MetadataObject& object);
+void GetMachineInfo(MetadataObject& object);
