@@ -425,17 +425,4 @@ TEST_F(PrepareDiskTest, AMissingFileSaysWhyItCannotBeOpened) {
                                     L"\": " + platform::ErrorDescription(2) + L"\n\n"});
 }
 
-TEST_F(PrepareDiskTest, AFileHeldByAnotherOpenIsASharingViolation) {
-  const std::string image = vhd::DynamicImage({});
-  const std::wstring path = Disk(L"disk.vhd", image);
-  platform::File holder;
-  ASSERT_EQ(holder.Open(path, platform::OpenMode::ReadWriteExclusive), 0u);
-  uint32_t error = 0;
-  EXPECT_FALSE(PrepareDiskIdentity(path, error, sources_));
-  EXPECT_EQ(error, 32u);
-  holder.Close();
-  EXPECT_TRUE(testsupport::ReadFile(path) == image);
-  EXPECT_TRUE(PrepareDiskIdentity(path, error, sources_));
-}
-
 }  // namespace
