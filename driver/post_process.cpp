@@ -33,7 +33,7 @@ int PostProcessDisk(const std::wstring& diskPath, const std::wstring& metadataPa
 }
 
 int PostProcessDiskWith(const std::wstring& diskPath, const std::wstring& metadataPath,
-                    const PostProcessServices& services) {
+                        const PostProcessServices& services) {
   // substr throws std::out_of_range for a path shorter than the extension.
   if (!platform::EqualsNoCase(diskPath.substr(diskPath.size() - 4), L".vhd")) {
     Log(0, L"skipping post processing not a VHD file", kFunction, __LINE__);

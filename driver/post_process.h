@@ -21,4 +21,4 @@ PostProcessServices DefaultPostProcessServices();
 // than four characters throws std::out_of_range.
 int PostProcessDisk(const std::wstring& diskPath, const std::wstring& metadataPath);
 int PostProcessDiskWith(const std::wstring& diskPath, const std::wstring& metadataPath,
-                    const PostProcessServices& services);
+                        const PostProcessServices& services);
