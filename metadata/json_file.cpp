@@ -94,7 +94,8 @@ bool ReadJsonFile(const std::wstring& path, std::string& text) {
 bool ReadDiskUniqueId(const std::wstring& path, Guid& uniqueId) {
   std::string text;
   if (!ReadJsonFile(path, text)) return false;
-  const JsonTree root(cJSON_ParseWithLength(text.data(), text.size()));
+  // The text ends at its first null byte, as the file reader has always given it.
+  const JsonTree root(cJSON_Parse(text.c_str()));
   if (!root) return false;
   const cJSON* disk = cJSON_GetObjectItem(root.get(), "disk");
   if (!disk) return false;

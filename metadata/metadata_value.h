@@ -3,8 +3,9 @@
 // their trailing blanks, escapes); readers of metadata.json rely on it.
 //
 // Strings are held as UTF-8 bytes: wide text is converted when a node or a
-// member is made. A container owns its children; a document is freed by
-// destroying its root.
+// member is made. Every text, wide or narrow, ends at its first null
+// character, so a document never holds a raw null byte. A container owns
+// its children; a document is freed by destroying its root.
 #pragma once
 
 #include <cstddef>
@@ -35,10 +36,13 @@ class MetadataValue {
 
   uint32_t Kind() const { return kind_; }
 
-  // This node's JSON text, its nested lines indented by `indent` spaces.
+  // This node's JSON text, its nested lines indented by `indent` spaces,
+  // written into one buffer of the exact size.
   std::string Serialize(int32_t indent = 0) const;
-  // The same text appended to out: a whole document goes into one buffer.
+  // The same text appended to out.
   virtual void SerializeTo(std::string& out, int32_t indent) const = 0;
+  // The length of that text in bytes, without making it.
+  virtual size_t TextSize(int32_t indent) const = 0;
 
  protected:
   explicit MetadataValue(uint32_t kind) : kind_(kind) {}
@@ -50,11 +54,11 @@ class MetadataValue {
 class MetadataString : public MetadataValue {
  public:
   explicit MetadataString(std::wstring_view text);
-  // Bytes taken as UTF-8 already; copied as they are.
+  // Bytes taken as UTF-8 already; copied as they are, up to a null byte.
   explicit MetadataString(std::string utf8);
   explicit MetadataString(const char* utf8);
-  const std::string& Value() const { return value_; }
   void SerializeTo(std::string& out, int32_t indent) const override;
+  size_t TextSize(int32_t indent) const override;
 
  private:
   std::string value_;
@@ -64,6 +68,7 @@ class MetadataBool : public MetadataValue {
  public:
   explicit MetadataBool(bool value) : MetadataValue(kMetadataBool), value_(value ? 1 : 0) {}
   void SerializeTo(std::string& out, int32_t indent) const override;
+  size_t TextSize(int32_t indent) const override;
 
  private:
   uint8_t value_;
@@ -73,6 +78,7 @@ class MetadataInt : public MetadataValue {
  public:
   explicit MetadataInt(int32_t value) : MetadataValue(kMetadataNumber), value_(value) {}
   void SerializeTo(std::string& out, int32_t indent) const override;
+  size_t TextSize(int32_t indent) const override;
 
  private:
   int32_t value_;
@@ -82,6 +88,7 @@ class MetadataUint : public MetadataValue {
  public:
   explicit MetadataUint(uint32_t value) : MetadataValue(kMetadataNumber), value_(value) {}
   void SerializeTo(std::string& out, int32_t indent) const override;
+  size_t TextSize(int32_t indent) const override;
 
  private:
   uint32_t value_;
@@ -91,6 +98,7 @@ class MetadataUint64 : public MetadataValue {
  public:
   explicit MetadataUint64(uint64_t value) : MetadataValue(kMetadataUint64), value_(value) {}
   void SerializeTo(std::string& out, int32_t indent) const override;
+  size_t TextSize(int32_t indent) const override;
 
  private:
   uint64_t value_;
@@ -117,6 +125,7 @@ class MetadataObject : public MetadataValue {
 
   size_t Count() const { return members_.size(); }
   void SerializeTo(std::string& out, int32_t indent) const override;
+  size_t TextSize(int32_t indent) const override;
 
  private:
   struct Member {
@@ -140,6 +149,7 @@ class MetadataArray : public MetadataValue {
 
   size_t Count() const { return elements_.size(); }
   void SerializeTo(std::string& out, int32_t indent) const override;
+  size_t TextSize(int32_t indent) const override;
 
  private:
   std::vector<std::unique_ptr<MetadataValue>> elements_;
