@@ -65,6 +65,11 @@ enum class OpenMode {
   AppendAlways,  // open or create, write at the end
   CreateAlways,  // create or truncate, write
   ReadWrite,     // existing file, read and write
+  // Existing file, read and write, shared with no one but a deleter, every
+  // write going through to the disk. Another holder (on Linux: any
+  // open-file-description or POSIX lock, as QEMU takes on its images) makes
+  // the open fail with 32.
+  ReadWriteExclusive,
   // Create or truncate, write; shared with no one (a second exclusive open
   // fails with 32) and every write goes through to the disk.
   CreateExclusive,
@@ -121,6 +126,9 @@ uint32_t WriteFileWhole(const std::wstring& path, const std::string& bytes,
 // Four-part version ("4.16.1.1564") of a program file's version resource;
 // false when the file has none or cannot be read.
 bool ReadFileVersion(const std::wstring& path, std::wstring& version);
+
+// The system's text for a Win32 error code, without a trailing line break.
+std::wstring ErrorDescription(uint32_t error);
 
 // The temporary folder, without a trailing separator.
 std::wstring TempFolder();

@@ -285,6 +285,7 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
     case OpenMode::AppendAlways: flags |= O_WRONLY | O_APPEND | O_CREAT; break;
     case OpenMode::CreateAlways: flags |= O_WRONLY | O_CREAT | O_TRUNC; break;
     case OpenMode::ReadWrite: flags |= O_RDWR; break;
+    case OpenMode::ReadWriteExclusive: flags |= O_RDWR | O_DSYNC; break;
     // Truncated only once the lock is held, so a holder's file stays whole.
     case OpenMode::CreateExclusive: flags |= O_WRONLY | O_CREAT | O_DSYNC; break;
   }
@@ -306,9 +307,9 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
     close(fd);
     return kErrorAccessDenied;  // CreateFileW will not open a folder as a file
   }
-  if (mode == OpenMode::CreateExclusive) {
-    // Sharing with no one: an open-file-description lock on the whole file,
-    // which another exclusive open (or a disk tool such as QEMU) sees.
+  if (mode == OpenMode::ReadWriteExclusive || mode == OpenMode::CreateExclusive) {
+    // Sharing with no one: a write lock on the whole file conflicts with every
+    // other lock on it, another exclusive open's or QEMU's on its images.
     struct flock lock = {};
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
@@ -317,7 +318,7 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
       close(fd);
       return lockError == EAGAIN || lockError == EACCES ? kErrorSharingViolation : ErrorFromErrno(lockError);
     }
-    if (ftruncate(fd, 0) != 0) {
+    if (mode == OpenMode::CreateExclusive && ftruncate(fd, 0) != 0) {
       const int truncateError = errno;
       close(fd);
       return ErrorFromErrno(truncateError, native);
@@ -415,6 +416,41 @@ bool ReadFileVersion(const std::wstring& path, std::wstring& version) {
   // No reader of PE resources on Linux yet: the version is unknown.
   version.clear();
   return false;
+}
+
+std::wstring ErrorDescription(uint32_t error) {
+  // Windows' own English texts for the codes this backend reports.
+  switch (error) {
+    case 0: return L"The operation completed successfully.";
+    case 1: return L"Incorrect function.";
+    case kErrorFileNotFound: return L"The system cannot find the file specified.";
+    case kErrorPathNotFound: return L"The system cannot find the path specified.";
+    case 4: return L"The system cannot open the file.";
+    case kErrorAccessDenied: return L"Access is denied.";
+    case kErrorInvalidHandle: return L"The handle is invalid.";
+    case 8: return L"Not enough memory resources are available to process this command.";
+    case 19: return L"The media is write protected.";
+    case 23: return L"Data error (cyclic redundancy check).";
+    case 31: return L"A device attached to the system is not functioning.";
+    case kErrorSharingViolation:
+      return L"The process cannot access the file because it is being used by another process.";
+    case kErrorLockViolation:
+      return L"The process cannot access the file because another process has locked a portion of the file.";
+    case 38: return L"Reached the end of the file.";
+    case 50: return L"The request is not supported.";
+    case kErrorFileExists: return L"The file exists.";
+    case kErrorInvalidParameter: return L"The parameter is incorrect.";
+    case kErrorDiskFull: return L"There is not enough space on the disk.";
+    case 123: return L"The filename, directory name, or volume label syntax is incorrect.";
+    case 131: return L"An attempt was made to move the file pointer before the beginning of the file.";
+    case kErrorDirNotEmpty: return L"The directory is not empty.";
+    case kErrorAlreadyExists: return L"Cannot create a file when that file already exists.";
+    case 206: return L"The filename or extension is too long.";
+    case 267: return L"The directory name is invalid.";
+    case 1117: return L"The request could not be performed because of an I/O device error.";
+    case 1921: return L"The name of the file cannot be resolved by the system.";
+    default: return L"Unknown error " + std::to_wstring(error);
+  }
 }
 
 std::wstring TempFolder() {

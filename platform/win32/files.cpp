@@ -107,14 +107,19 @@ uint32_t File::Open(const std::wstring& path, OpenMode mode, bool* existed) {
       disposition = CREATE_ALWAYS;
       break;
     case OpenMode::ReadWrite: access = GENERIC_READ | GENERIC_WRITE; break;
+    case OpenMode::ReadWriteExclusive: access = GENERIC_READ | GENERIC_WRITE; break;
     case OpenMode::CreateExclusive:
       access = GENERIC_WRITE;
       disposition = CREATE_ALWAYS;
       break;
   }
-  const bool exclusive = mode == OpenMode::CreateExclusive;
-  HANDLE h = CreateFileW(path.c_str(), access, exclusive ? 0 : FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                         disposition, FILE_ATTRIBUTE_NORMAL | (exclusive ? FILE_FLAG_WRITE_THROUGH : 0), nullptr);
+  DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  DWORD flags = FILE_ATTRIBUTE_NORMAL;
+  if (mode == OpenMode::ReadWriteExclusive || mode == OpenMode::CreateExclusive) {
+    share = mode == OpenMode::ReadWriteExclusive ? FILE_SHARE_DELETE : 0;
+    flags |= FILE_FLAG_WRITE_THROUGH;
+  }
+  HANDLE h = CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
   const DWORD error = GetLastError();
   if (h == INVALID_HANDLE_VALUE) return error;
   handle_ = reinterpret_cast<intptr_t>(h);
@@ -205,6 +210,18 @@ bool ReadFileVersion(const std::wstring& path, std::wstring& version) {
             L"." + std::to_wstring(HIWORD(info->dwFileVersionLS)) + L"." +
             std::to_wstring(LOWORD(info->dwFileVersionLS));
   return true;
+}
+
+std::wstring ErrorDescription(uint32_t error) {
+  wchar_t* buffer = nullptr;
+  const DWORD length =
+      FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                     nullptr, error, 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
+  std::wstring text = length > 0 && buffer ? std::wstring(buffer, length) : std::wstring();
+  if (buffer) LocalFree(buffer);
+  while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r' || text.back() == L' ')) text.pop_back();
+  if (text.empty()) text = L"Unknown error " + std::to_wstring(error);
+  return text;
 }
 
 std::wstring TempFolder() {

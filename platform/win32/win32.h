@@ -23,3 +23,6 @@
 #include <objbase.h>
 #include <shlobj.h>
 #include <msi.h>
+// System information: WMI and the machine's join information.
+#include <wbemidl.h>
+#include <lm.h>

@@ -46,15 +46,17 @@ TEST_F(KestrelCommandLine, PreProvisioning) {
   EXPECT_TRUE(VolumeContents().empty());
 }
 
-TEST_F(KestrelCommandLine, PostProvisioningCannotRunYetAndLeavesTheDiskAlone) {
+TEST_F(KestrelCommandLine, PostProvisioningWithoutTheDocumentsIdentityLeavesTheDiskAlone) {
   testsupport::WriteFile(scratch_ / L"disk.vhd", "conectix");
+  testsupport::WriteFile(scratch_ / L"metadata.json", "{\r\n}");
   const RunResult r = Kestrel({L"-postProv", scratch_ / L"disk.vhd", scratch_ / L"metadata.json"});
-  EXPECT_EQ(r.exitCode, platform::ExitCodeAsSeen(-13));
+  EXPECT_EQ(r.exitCode, platform::ExitCodeAsSeen(-20));
   EXPECT_EQ(testsupport::ReadFile(scratch_ / L"disk.vhd"), "conectix");
   const Lines lines = testsupport::LogLines(LogPath());
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(testsupport::WithoutSource(lines[0]), L"perform post provisioning operations");
   EXPECT_EQ(lines[1].rfind(L"PostProcessDisk@", 0), 0u);
+  EXPECT_EQ(testsupport::WithoutSource(lines[1]), L"failed to obtain Uniqueid from JSON.");
 }
 
 TEST_F(KestrelCommandLine, PostProvisioningWithoutDiskIsAUsageError) {

@@ -1,0 +1,212 @@
+// System information: the member rules on made-up facts, and the shapes of
+// what this system (Linux, or Wine's WMI) really answers.
+#include "metadata/system_info.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "platform/text.h"
+#include "support/log_entries.h"
+
+namespace {
+
+using platform::sysinfo::JoinStatus;
+using platform::sysinfo::ManagementValue;
+using Kind = ManagementValue::Kind;
+
+ManagementValue Value(Kind kind, const std::wstring& text = L"", uint32_t number = 0, bool flag = false) {
+  ManagementValue v;
+  v.kind = kind;
+  v.text = text;
+  v.number = number;
+  v.flag = flag;
+  return v;
+}
+
+std::vector<std::wstring> Keys(const InfoMembers& members) {
+  std::vector<std::wstring> keys;
+  for (const auto& m : members) keys.push_back(m.first);
+  return keys;
+}
+
+// The member's value, or "(none)".
+std::wstring Member(const InfoMembers& members, const std::wstring& key) {
+  for (const auto& m : members) {
+    if (m.first == key) return m.second;
+  }
+  return L"(none)";
+}
+
+OperatingSystemFacts WindowsTen() {
+  OperatingSystemFacts facts;
+  facts.management = {L"Microsoft Windows 10 Enterprise", L"4", L"10.0.19045", L"19045", L"", L"0", L"0"};
+  facts.architecture = 9;
+  facts.locale = {L"en", L"US", L"English", L"United States"};
+  return facts;
+}
+
+TEST(SystemInfoText, PropertyValuesBecomeTexts) {
+  EXPECT_EQ(ManagementValueText(Value(Kind::String, L"Microsoft Windows 10")), L"Microsoft Windows 10");
+  EXPECT_EQ(ManagementValueText(Value(Kind::Bool, L"", 0, true)), L"true");
+  EXPECT_EQ(ManagementValueText(Value(Kind::Bool)), L"false");
+  EXPECT_EQ(ManagementValueText(Value(Kind::Int32, L"", 0xFFFFFFFF)), L"4294967295");  // unsigned
+  EXPECT_EQ(ManagementValueText(Value(Kind::None)), L"");
+  ManagementValue array = Value(Kind::Array);
+  array.elements = {Value(Kind::Int32, L"", 3), Value(Kind::Bool, L"", 0, true), Value(Kind::String, L"x"),
+                    Value(Kind::Int32, L"", 1)};
+  EXPECT_EQ(ManagementValueText(array), L"3, x, 1");  // only strings and integers
+  EXPECT_EQ(ManagementValueText(Value(Kind::Array)), L"");
+  EXPECT_EQ(platform::sysinfo::QueryText(L"Win32_OperatingSystem", {L"Caption", L"Version"}),
+            L"SELECT Caption, Version FROM Win32_OperatingSystem");
+  EXPECT_EQ(platform::sysinfo::QueryText(L"Win32_PROCESSOR", {L"DataWidth"}), L"SELECT DataWidth FROM Win32_PROCESSOR");
+}
+
+TEST(SystemInfoMembers, OperatingSystemInDocumentOrder) {
+  OperatingSystemFacts facts = WindowsTen();
+  facts.management[4] = L"Service Pack 1";
+  facts.management[5] = L"1";
+  EXPECT_EQ(OperatingSystemMembers(facts),
+            (InfoMembers{{L"osName", L"Microsoft Windows 10 Enterprise"},
+                         {L"osProductType", L"4"},
+                         {L"osVersion", L"10.0.19045"},
+                         {L"osMajorVersion", L"10"},
+                         {L"osMinorVersion", L"0"},
+                         {L"osBuildNumber", L"19045"},
+                         {L"osServicePack", L"Service Pack 1"},
+                         {L"osServicePackVersion", L"1.0"},
+                         {L"osArchitecture", L"64-bit"},
+                         {L"osLanguage", L"en-US English (United States)"}}));
+}
+
+TEST(SystemInfoMembers, ServicePacksArchitecturesAndLanguages) {
+  OperatingSystemFacts facts = WindowsTen();
+  // No service pack: no version; a CSDVersion alone still shows.
+  facts.management[4] = L"Update";
+  EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osServicePack"), L"Update");
+  EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osServicePackVersion"), L"(none)");
+  // The version text is held in 8 characters.
+  facts.management[5] = L"12345";
+  facts.management[6] = L"678";
+  EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osServicePackVersion"), L"12345.6");
+
+  facts = WindowsTen();
+  facts.architecture = 0;
+  EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osArchitecture"), L"32-bit");
+  facts.architecture = 12;  // ARM64
+  EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osArchitecture"), L"(none)");
+
+  const struct {
+    platform::sysinfo::LocaleNames locale;
+    const wchar_t* language;  // nullptr: no osLanguage
+  } languages[] = {
+      {{L"de", L"CH", L"German", L"Switzerland"}, L"de-CH German (Switzerland)"},
+      {{L"en", L"US", L"", L"United States"}, L"en-US"},
+      {{L"en", L"US", L"English", L""}, L"en-US English"},
+      {{L"bs", L"BA", L"Bosnian", L"Bosnia & Herzegovina"}, L"bs-BA Bosnian"},  // 20 characters do not fit
+      {{L"en", L"", L"English", L""}, L"en- English"},
+      {{L"", L"US", L"English", L"United States"}, nullptr},
+  };
+  for (const auto& c : languages) {
+    facts = WindowsTen();
+    facts.locale = c.locale;
+    EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osLanguage"), c.language ? c.language : L"(none)");
+  }
+}
+
+TEST(SystemInfoMembers, VersionsScanLikeTheCRuntime) {
+  const struct {
+    const wchar_t* version;
+    const wchar_t* major;
+    const wchar_t* minor;
+  } versions[] = {{L"6.1.7601", L"6", L"1"}, {L"6.1.0-18-amd64", L"6", L"1"}, {L"12", L"12", L"0"},
+                  {L"x.y", L"0", L"0"},      {L" 5. 4", L"5", L"4"}};
+  for (const auto& v : versions) {
+    OperatingSystemFacts facts;
+    facts.management = {L"", L"", v.version};
+    EXPECT_EQ(OperatingSystemMembers(facts),
+              (InfoMembers{{L"osVersion", v.version}, {L"osMajorVersion", v.major}, {L"osMinorVersion", v.minor}}));
+  }
+  // Nothing known, nothing added.
+  EXPECT_EQ(OperatingSystemMembers(OperatingSystemFacts{}), InfoMembers{});
+}
+
+TEST(SystemInfoMembers, MachineChassisAndJoinStates) {
+  MachineFacts facts;
+  facts.dataWidth = L"64";
+  facts.chassisTypes = L"3, 1";  // only the first type counts
+  facts.netBiosName = L"PKG01";
+  facts.dnsName = L"pkg01.corp.example";
+  facts.dnsDomain = L"corp.example";
+  facts.join = JoinStatus::Domain;
+  facts.joinName = L"CORP";
+  EXPECT_EQ(MachineMembers(facts), (InfoMembers{{L"cpuArchitecture", L"64-bit"},
+                                                {L"machineType", L"physical"},
+                                                {L"machineName", L"PKG01"},
+                                                {L"machineDNSName", L"pkg01.corp.example"},
+                                                {L"domainNetbiosName", L"CORP"},
+                                                {L"domainName", L"corp.example"}}));
+  facts.dataWidth = L"32";
+  facts.chassisTypes = L"1";
+  facts.join = JoinStatus::Workgroup;
+  facts.joinName = L"WORKGROUP";
+  EXPECT_EQ(MachineMembers(facts), (InfoMembers{{L"cpuArchitecture", L"32-bit"},
+                                                {L"machineType", L"virtual"},
+                                                {L"machineName", L"PKG01"},
+                                                {L"machineDNSName", L"pkg01.corp.example"},
+                                                {L"workgroupName", L"WORKGROUP"}}));
+  facts.dataWidth = L"16";
+  facts.chassisTypes = L"";
+  facts.join = JoinStatus::Unjoined;
+  EXPECT_EQ(Keys(MachineMembers(facts)), (std::vector<std::wstring>{L"machineName", L"machineDNSName"}));
+}
+
+// The members this system gives come in the documented order, each in its
+// documented shape.
+void ExpectOrderAndShapes(const InfoMembers& members, const std::vector<std::pair<std::wstring, std::wregex>>& rules) {
+  size_t next = 0;
+  for (const auto& [key, value] : members) {
+    while (next < rules.size() && rules[next].first != key) ++next;
+    ASSERT_LT(next, rules.size()) << "unexpected or out of order: " << platform::ToUtf8(key);
+    EXPECT_TRUE(std::regex_match(value, rules[next].second))
+        << platform::ToUtf8(key) << " = " << platform::ToUtf8(value);
+    ++next;
+  }
+}
+
+TEST(SystemInfoOfThisSystem, OperatingSystemMembersHaveTheirShapes) {
+  testsupport::CapturedLog log;
+  const InfoMembers members = OperatingSystemMembers(ReadOperatingSystemFacts(L"GetOperatingSystemInfo"));
+  const std::wregex any(L".+"), number(L"[0-9]+");
+  ExpectOrderAndShapes(members, {{L"osName", any},
+                                 {L"osProductType", number},
+                                 {L"osVersion", std::wregex(L"[0-9]+\\..+")},
+                                 {L"osMajorVersion", number},
+                                 {L"osMinorVersion", number},
+                                 {L"osBuildNumber", any},
+                                 {L"osServicePack", any},
+                                 {L"osServicePackVersion", std::wregex(L"[1-9][0-9]*\\.[0-9]*")},
+                                 {L"osArchitecture", std::wregex(L"(32|64)-bit")},
+                                 {L"osLanguage", std::wregex(L"[a-z]{2,3}-[A-Z]*( [^ ()][^()]*( \\([^()]+\\))?)?")}});
+  EXPECT_NE(Member(members, L"osName"), L"(none)");
+  EXPECT_NE(Member(members, L"osVersion"), L"(none)");
+  EXPECT_EQ(log.Entries(), std::vector<std::wstring>{});  // COM started
+}
+
+TEST(SystemInfoOfThisSystem, MachineMembersHaveTheirShapes) {
+  testsupport::CapturedLog log;
+  const InfoMembers members = MachineMembers(ReadMachineFacts(L"GetMachineInfo"));
+  const std::wregex any(L".+");
+  ExpectOrderAndShapes(members, {{L"cpuArchitecture", std::wregex(L"(32|64)-bit")},
+                                 {L"machineType", std::wregex(L"virtual|physical")},
+                                 {L"machineName", std::wregex(L"[^a-z.]{1,15}")},
+                                 {L"machineDNSName", any},
+                                 {L"workgroupName", any},
+                                 {L"domainNetbiosName", any},
+                                 {L"domainName", any}});
+  EXPECT_NE(Member(members, L"cpuArchitecture"), L"(none)");
+  EXPECT_NE(Member(members, L"machineName"), L"(none)");
+  EXPECT_EQ(log.Entries(), std::vector<std::wstring>{});
+}
+
+}  // namespace
