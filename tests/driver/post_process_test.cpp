@@ -11,7 +11,7 @@
 #include "platform/files.h"
 #include "platform/process.h"
 #include "platform/text.h"
-#include "support/log_entries.h"
+#include "support/scratch.h"
 #include "support/scratch.h"
 #include "support/vhd_images.h"
 
@@ -62,7 +62,7 @@ class PostProcessTest : public testing::Test {
   }
   void TearDown() override { PresetDiskGuid() = Guid{}; }
 
-  testsupport::CapturedLog log_;
+  testsupport::ScratchLog log_;
   testsupport::ScratchFolder scratch_;
   PostProcessServices services_;
   std::vector<uint32_t> sleeps_;

@@ -6,7 +6,7 @@
 
 #include "e2e/kestrel_fixture.h"
 #include "platform/guid.h"
-#include "support/log_entries.h"
+#include "support/scratch.h"
 #include "support/vhd_images.h"
 
 // The document's disk identity, and how an independent big-endian reader of

@@ -10,7 +10,7 @@
 
 #include "platform/files.h"
 #include "platform/text.h"
-#include "support/log_entries.h"
+#include "support/scratch.h"
 #include "support/scratch.h"
 #include "support/vhd_images.h"
 
@@ -111,7 +111,7 @@ class DiskIdentityTest : public testing::Test {
     return footer;
   }
 
-  testsupport::CapturedLog log_;
+  testsupport::ScratchLog log_;
   IdentitySources sources_;
   int guidsMade_ = 0;
   int randomCalls_ = 0;

@@ -3,9 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "captured_log.h"
-#include "platform/guid.h"
 #include "metadata/json_file.h"
 #include "metadata/metadata_value.h"
+#include "platform/files.h"
+#include "platform/guid.h"
 #include "support/scratch.h"
 
 namespace {

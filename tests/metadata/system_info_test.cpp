@@ -7,7 +7,7 @@
 #include <regex>
 
 #include "platform/text.h"
-#include "support/log_entries.h"
+#include "support/scratch.h"
 
 namespace {
 
@@ -175,7 +175,7 @@ void ExpectOrderAndShapes(const InfoMembers& members, const std::vector<std::pai
 }
 
 TEST(SystemInfoOfThisSystem, OperatingSystemMembersHaveTheirShapes) {
-  testsupport::CapturedLog log;
+  testsupport::ScratchLog log;
   const InfoMembers members = OperatingSystemMembers(ReadOperatingSystemFacts(L"GetOperatingSystemInfo"));
   const std::wregex any(L".+"), number(L"[0-9]+");
   ExpectOrderAndShapes(members, {{L"osName", any},
@@ -194,7 +194,7 @@ TEST(SystemInfoOfThisSystem, OperatingSystemMembersHaveTheirShapes) {
 }
 
 TEST(SystemInfoOfThisSystem, MachineMembersHaveTheirShapes) {
-  testsupport::CapturedLog log;
+  testsupport::ScratchLog log;
   const InfoMembers members = MachineMembers(ReadMachineFacts(L"GetMachineInfo"));
   const std::wregex any(L".+");
   ExpectOrderAndShapes(members, {{L"cpuArchitecture", std::wregex(L"(32|64)-bit")},

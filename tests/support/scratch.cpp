@@ -151,13 +151,25 @@ std::vector<std::wstring> LogEntries(const std::wstring& logPath) {
     return entries;
   }
   const std::wstring text = platform::FromUtf16Le(std::string_view(bytes).substr(2));
-  if (!text.empty() && !HasStamp(text)) ADD_FAILURE() << "log does not start with a stamp";
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t next = start + kStamp;
-    while (next < text.size() && !HasStamp(text.substr(next, kStamp))) ++next;
-    entries.push_back(text.substr(start + kStamp, next - start - kStamp));
-    start = next;
+  size_t at = 0;
+  while (at < text.size()) {
+    if (!HasStamp(text.substr(at, kStamp))) {
+      ADD_FAILURE() << "log entry without its stamp: " << platform::ToUtf8(text.substr(at));
+      break;
+    }
+    // An entry runs to the next stamp that starts a line.
+    size_t next = at + kStamp;
+    for (;;) {
+      next = text.find(L'\n', next);
+      if (next == std::wstring::npos) {
+        next = text.size();
+        break;
+      }
+      ++next;
+      if (HasStamp(text.substr(next, kStamp))) break;
+    }
+    entries.push_back(text.substr(at + kStamp, next - at - kStamp));
+    at = next;
   }
   return entries;
 }

@@ -7,12 +7,12 @@
 
 #include "metadata/system_info.h"
 #include "platform/win32/win32.h"
-#include "support/log_entries.h"
+#include "support/scratch.h"
 
 namespace {
 
 TEST(SystemInfoComStart, AFailedStartIsLoggedAndTheOtherFactsRemain) {
-  testsupport::CapturedLog log;
+  testsupport::ScratchLog log;
   OperatingSystemFacts os;
   MachineFacts machine;
   std::thread([&] {
