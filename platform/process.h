@@ -15,6 +15,9 @@ uint32_t ModuleFileName(std::wstring& path);
 // effective capabilities stand in: CAP_DAC_READ_SEARCH is SeBackupPrivilege,
 // CAP_DAC_OVERRIDE SeRestorePrivilege, and so on.
 uint32_t TokenPrivilegeNames(std::vector<std::wstring>& names);
+// Enables one privilege of the process token ("SeBackupPrivilege"); 1300
+// when the token does not hold it. On Linux a held privilege is enabled.
+uint32_t EnablePrivilege(const std::wstring& name);
 
 // Environment lookup; on Linux a name that is not set exactly is looked up
 // again without regard to case, as Windows does.
