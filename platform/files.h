@@ -111,6 +111,10 @@ uint32_t WriteWholeFile(const std::wstring& path, const std::string& bytes);
 // false when the file has none or cannot be read.
 bool ReadFileVersion(const std::wstring& path, std::wstring& version);
 
+// A path as other programs of the system take it on their command line:
+// the mapped POSIX path on Linux, the path unchanged on Windows.
+std::wstring PathForCommandLine(const std::wstring& path);
+
 // The temporary folder, without a trailing separator.
 std::wstring TempFolder();
 

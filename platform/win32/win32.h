@@ -17,3 +17,7 @@
 #include <windows.h>
 // Left out by WIN32_LEAN_AND_MEAN.
 #include <wincrypt.h>
+// Icons, images and their PNG encoder.
+#include <objidl.h>
+#include <shellapi.h>
+#include <gdiplus.h>
