@@ -70,8 +70,8 @@ bool LoadIconFile(const std::wstring& path, uint32_t& error);
 
 // ExtractIconExW with a count of one: the large and the small icon at index
 // (a position among the group icons; a negative index is minus a resource
-// id). Returns the number of icons extracted, 0xFFFFFFFF on error (error
-// then holds the Win32 code).
+// id). Returns the number of icons extracted (2: the large and the small
+// one), 0xFFFFFFFF on error (error then holds the Win32 code).
 uint32_t ExtractIconPair(const std::wstring& path, int index, Bitmap& large, Bitmap& small, uint32_t& error);
 
 // A single-image .ico file (32-bit image with its mask) of the bitmap.

@@ -14,6 +14,7 @@ uint32_t U32(std::string_view b, size_t at) { return U16(b, at) | static_cast<ui
 bool Fits(size_t size, size_t at, size_t length) { return at <= size && length <= size - at; }
 
 wchar_t Lower(wchar_t c) { return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c; }
+wchar_t Upper(wchar_t c) { return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c; }
 
 bool SameNoCase(std::wstring_view a, std::wstring_view b) {
   if (a.size() != b.size()) return false;
@@ -24,8 +25,8 @@ bool SameNoCase(std::wstring_view a, std::wstring_view b) {
 
 }  // namespace
 
-uint32_t Image::Parse(std::string bytes) {
-  bytes_ = std::move(bytes);
+uint32_t Image::Parse(std::string_view bytes) {
+  bytes_ = bytes;
   sections_.clear();
   hasResources_ = false;
   const std::string_view b = bytes_;
@@ -119,8 +120,11 @@ std::wstring Image::EntryName(const Entry& entry) const {
 bool Image::FindEntry(uint32_t directory, const ResourceName& name, Entry& found) const {
   std::vector<Entry> entries;
   if (!ReadDirectory(directory, entries)) return false;
+  // The system upper-cases a name it looks for; stored names are upper case.
+  std::wstring upper = name.name;
+  for (wchar_t& c : upper) c = Upper(c);
   for (const Entry& e : entries) {
-    if (name.isId ? (e.isId && e.id == name.id) : (!e.isId && SameNoCase(EntryName(e), name.name))) {
+    if (name.isId ? (e.isId && e.id == name.id) : (!e.isId && EntryName(e) == upper)) {
       found = e;
       return true;
     }

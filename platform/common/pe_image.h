@@ -30,13 +30,16 @@ struct ResourceName {
 
 class Image {
  public:
-  // 0, or 193 when the bytes are no PE image. Keeps the bytes.
-  uint32_t Parse(std::string bytes);
+  // 0, or 193 when the bytes are no PE image. The bytes are not copied:
+  // they must outlive the image.
+  uint32_t Parse(std::string_view bytes);
+  uint32_t Parse(std::string&&) = delete;
   // The names and ids under a type, in directory order (names first).
   // 1813 when the image has no such type.
   uint32_t List(uint16_t type, std::vector<ResourceName>& entries) const;
   // The data of one resource, neutral language first, then US English, then
-  // the first there is. 1813/1814 when missing, 1812 when it lies outside.
+  // the first there is. A name is looked for in upper case, as the system
+  // does. 1813/1814 when missing, 1812 when it lies outside.
   uint32_t Find(uint16_t type, const ResourceName& name, std::string_view& data) const;
   // A string-table entry; 1814 when there is none (or it is empty).
   uint32_t StringResource(uint32_t id, std::wstring& text) const;
@@ -57,7 +60,7 @@ class Image {
   struct Section {
     uint32_t virtualAddress, virtualSize, rawOffset, rawSize;
   };
-  std::string bytes_;
+  std::string_view bytes_;
   std::vector<Section> sections_;
   size_t resourceOffset_ = 0;  // file offset of the resource directory
   size_t resourceSize_ = 0;

@@ -373,7 +373,7 @@ bool ReadFileVersion(const std::wstring& path, std::wstring& version) {
   pe::Image image;
   std::string_view data;
   pe::VersionInfo info;
-  if (image.Parse(std::move(bytes)) != 0 || image.Find(pe::kTypeVersion, {true, 1, {}}, data) != 0 ||
+  if (image.Parse(bytes) != 0 || image.Find(pe::kTypeVersion, {true, 1, {}}, data) != 0 ||
       !pe::ParseVersionInfo(data, info) || !info.hasFixed)
     return false;
   for (int i = 0; i < 4; ++i) version += (i ? L"." : L"") + std::to_wstring(info.fileVersion[i]);

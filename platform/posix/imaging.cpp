@@ -1,12 +1,19 @@
 #include "platform/imaging.h"
 
+#include <fcntl.h>
 #include <png.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 #include <cstring>
 
 #include "platform/common/icon_format.h"
 #include "platform/common/pe_image.h"
 #include "platform/files.h"
+#include "platform/posix/posix_util.h"
 
 namespace platform::imaging {
 
@@ -71,9 +78,53 @@ bool IconAtSize(std::string_view bytes, uint32_t size, Bitmap& bitmap) {
   return true;
 }
 
+// A file mapped read-only: program files run to tens of megabytes and only
+// their resources are read.
+class MappedFile {
+ public:
+  MappedFile() = default;
+  ~MappedFile() {
+    if (data_ != nullptr && size_ > 0) munmap(data_, size_);
+  }
+  MappedFile(const MappedFile&) = delete;
+  MappedFile& operator=(const MappedFile&) = delete;
+
+  uint32_t Open(const std::wstring& path) {
+    std::string native;
+    uint32_t error = 0;
+    if (!posix::MapPath(path, native, error)) return error;
+    const int fd = open(native.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return posix::ErrorFromErrno(errno, native);
+    struct stat st;
+    if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
+      error = S_ISDIR(st.st_mode) ? kErrorAccessDenied : posix::ErrorFromErrno(errno, native);
+      close(fd);
+      return error;
+    }
+    size_ = static_cast<size_t>(st.st_size);
+    if (size_ > 0) {
+      void* data = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, fd, 0);
+      if (data == MAP_FAILED) {
+        error = posix::ErrorFromErrno(errno, native);
+        size_ = 0;
+      } else {
+        data_ = data;
+      }
+    }
+    close(fd);
+    return error;
+  }
+  std::string_view bytes() const { return {static_cast<const char*>(data_), data_ ? size_ : 0}; }
+
+ private:
+  void* data_ = nullptr;
+  size_t size_ = 0;
+};
+
 }  // namespace
 
 struct ResourceModule::State {
+  MappedFile file;
   pe::Image image;
 };
 
@@ -82,10 +133,9 @@ ResourceModule::~ResourceModule() = default;
 
 uint32_t ResourceModule::Open(const std::wstring& path) {
   state_.reset();
-  std::string bytes;
-  if (uint32_t error = ReadWholeFile(path, bytes)) return error;
   auto state = std::make_unique<State>();
-  if (uint32_t error = state->image.Parse(std::move(bytes))) return error;
+  if (uint32_t error = state->file.Open(path)) return error;
+  if (uint32_t error = state->image.Parse(state->file.bytes())) return error;
   state_ = std::move(state);
   return 0;
 }
@@ -193,8 +243,9 @@ uint32_t ExtractIconPair(const std::wstring& path, int index, Bitmap& large, Bit
   large = Bitmap{};
   small = Bitmap{};
   error = 0;
-  std::string bytes;
-  if ((error = ReadWholeFile(path, bytes)) != 0) return 0;
+  MappedFile file;
+  if ((error = file.Open(path)) != 0) return 0;
+  const std::string_view bytes = file.bytes();
   pe::Image image;
   std::vector<icons::DirectoryEntry> entries;
   std::vector<std::string_view> images;  // per entry
@@ -220,7 +271,7 @@ uint32_t ExtractIconPair(const std::wstring& path, int index, Bitmap& large, Bit
   } else if (index == 0 && icons::ParseIcoDirectory(bytes, entries)) {
     for (const icons::DirectoryEntry& e : entries) {
       const bool inside = e.offset <= bytes.size() && e.size <= bytes.size() - e.offset;
-      images.push_back(inside ? std::string_view(bytes).substr(e.offset, e.size) : std::string_view());
+      images.push_back(inside ? bytes.substr(e.offset, e.size) : std::string_view());
     }
   } else {
     return 0;
@@ -232,15 +283,15 @@ uint32_t ExtractIconPair(const std::wstring& path, int index, Bitmap& large, Bit
     small = Bitmap{};
     return 0;
   }
-  return 1;
+  return 2;  // the large and the small one, as the system counts them
 }
 
 uint32_t ReadVersionString(const std::wstring& path, const std::wstring& name, std::wstring& value) {
   value.clear();
-  std::string bytes;
-  if (uint32_t error = ReadWholeFile(path, bytes)) return error;
+  MappedFile file;
+  if (uint32_t error = file.Open(path)) return error;
   pe::Image image;
-  if (uint32_t error = image.Parse(std::move(bytes))) return error;
+  if (uint32_t error = image.Parse(file.bytes())) return error;
   std::string_view data;
   if (image.Find(pe::kTypeVersion, {true, 1, {}}, data) != 0) return pe::kErrorResourceTypeNotFound;
   pe::VersionInfo info;

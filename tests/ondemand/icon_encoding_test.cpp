@@ -75,12 +75,14 @@ TEST_F(IconEncoding, IconFileCheck) {
 
 TEST_F(IconEncoding, NamedGroupsSortWithoutRegardToCase) {
   std::vector<Resource> resources;
-  AddGroup(resources, L"beta", 0, 1, kRed);
-  AddGroup(resources, L"alpha2", 0, 2, kGreen);
-  AddGroup(resources, L"Alpha", 0, 3, kBlue);
+  // Stored in upper case, as resource compilers do; compared in lower case,
+  // "_" sorts before the letters.
+  AddGroup(resources, L"AB", 0, 1, kRed);
+  AddGroup(resources, L"AB2", 0, 2, kGreen);
+  AddGroup(resources, L"A_B", 0, 3, kBlue);
   AddGroup(resources, {}, 5, 4, kGrey);
   const std::wstring module = Write(L"named.dll", testsupport::BuildPe(resources));
-  EXPECT_EQ(GroupColour(module, 0), kBlue);  // "Alpha" before "alpha2" before "beta"
+  EXPECT_EQ(GroupColour(module, 0), kBlue);
   EXPECT_EQ(GroupColour(module, -5), kGrey);
 }
 

@@ -161,14 +161,14 @@ TEST_F(Imaging, ExtractsLargeAndSmallIconsAndWritesTheLargeOne) {
   imaging::Bitmap large, small;
   uint32_t error = 0;
   // Position 0 is the first group in the module: the name comes first.
-  ASSERT_EQ(imaging::ExtractIconPair(module, 0, large, small, error), 1u);
+  ASSERT_EQ(imaging::ExtractIconPair(module, 0, large, small, error), 2u);
   ASSERT_EQ(large.width, 32u);
   ASSERT_EQ(small.width, 16u);
   EXPECT_EQ(Centre(large), kBlue);
-  ASSERT_EQ(imaging::ExtractIconPair(module, 1, large, small, error), 1u);
+  ASSERT_EQ(imaging::ExtractIconPair(module, 1, large, small, error), 2u);
   EXPECT_EQ(Centre(large), kRed);
   EXPECT_EQ(large.pixels[0], 0u);  // the mask's column
-  ASSERT_EQ(imaging::ExtractIconPair(module, -101, large, small, error), 1u);
+  ASSERT_EQ(imaging::ExtractIconPair(module, -101, large, small, error), 2u);
   EXPECT_EQ(large.width, 32u);  // 48 drawn at 32
   EXPECT_EQ(Centre(large), kGreen);
   EXPECT_EQ(imaging::ExtractIconPair(module, 3, large, small, error), 0u);
@@ -176,11 +176,11 @@ TEST_F(Imaging, ExtractsLargeAndSmallIconsAndWritesTheLargeOne) {
   EXPECT_TRUE(large.pixels.empty());
 
   const std::wstring ico = Write(L"file.ico", testsupport::IcoFile({{32, 24, testsupport::DibIcon(32, 24, kGreen)}}));
-  ASSERT_EQ(imaging::ExtractIconPair(ico, 0, large, small, error), 1u);
+  ASSERT_EQ(imaging::ExtractIconPair(ico, 0, large, small, error), 2u);
   EXPECT_EQ(Centre(large), kGreen);
   EXPECT_EQ(imaging::ExtractIconPair(Write(L"text.txt", "plain text"), 0, large, small, error), 0u);
 
-  ASSERT_EQ(imaging::ExtractIconPair(module, 1, large, small, error), 1u);
+  ASSERT_EQ(imaging::ExtractIconPair(module, 1, large, small, error), 2u);
   const std::wstring written = folder_ / L"App -x64- 2.0.ico";
   ASSERT_EQ(imaging::WriteIconFile(written, large), 0u);
   ASSERT_TRUE(imaging::LoadIconFile(written, error));

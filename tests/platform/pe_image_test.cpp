@@ -29,8 +29,9 @@ std::vector<Resource> SampleResources() {
 TEST(PeResources, ListsFindsAndReadsBothWidths) {
   for (bool pe32 : {false, true}) {
     SCOPED_TRACE(pe32 ? "PE32" : "PE32+");
+    const std::string bytes = testsupport::BuildPe(SampleResources(), pe32);
     pe::Image image;
-    ASSERT_EQ(image.Parse(testsupport::BuildPe(SampleResources(), pe32)), 0u);
+    ASSERT_EQ(image.Parse(bytes), 0u);
     std::vector<pe::ResourceName> groups;
     ASSERT_EQ(image.List(pe::kTypeGroupIcon, groups), 0u);
     ASSERT_EQ(groups.size(), 4u);  // names first, as linkers store them
@@ -41,8 +42,9 @@ TEST(PeResources, ListsFindsAndReadsBothWidths) {
     EXPECT_EQ(groups[3].id, 101);
 
     std::string_view data;
-    ASSERT_EQ(image.Find(pe::kTypeGroupIcon, {false, 0, L"mainicon"}, data), 0u);  // any case
+    ASSERT_EQ(image.Find(pe::kTypeGroupIcon, {false, 0, L"mainicon"}, data), 0u);  // looked for in upper case
     EXPECT_EQ(data, "main");
+    EXPECT_EQ(image.Find(pe::kTypeGroupIcon, {false, 0, L"Alpha"}, data), pe::kErrorResourceNameNotFound);
     ASSERT_EQ(image.Find(pe::kTypeIcon, {true, 1, {}}, data), 0u);
     EXPECT_EQ(data, "english");  // US English before other languages
     ASSERT_EQ(image.Find(pe::kTypeIcon, {true, 2, {}}, data), 0u);
@@ -61,8 +63,9 @@ TEST(PeResources, ListsFindsAndReadsBothWidths) {
 }
 
 TEST(PeResources, VersionInformation) {
+  const std::string bytes = testsupport::BuildPe(SampleResources());
   pe::Image image;
-  ASSERT_EQ(image.Parse(testsupport::BuildPe(SampleResources())), 0u);
+  ASSERT_EQ(image.Parse(bytes), 0u);
   std::string_view data;
   ASSERT_EQ(image.Find(pe::kTypeVersion, {true, 1, {}}, data), 0u);
   pe::VersionInfo info;
@@ -86,16 +89,17 @@ TEST(PeResources, VersionInformation) {
 TEST(PeResources, BrokenImagesGiveErrorCodes) {
   pe::Image image;
   const std::string good = testsupport::BuildPe(SampleResources());
-  EXPECT_EQ(image.Parse(""), pe::kErrorBadExeFormat);
-  EXPECT_EQ(image.Parse("ZM" + good.substr(2)), pe::kErrorBadExeFormat);
-  EXPECT_EQ(image.Parse(good.substr(0, 0x60)), pe::kErrorBadExeFormat);  // headers cut
+  EXPECT_EQ(image.Parse(std::string_view()), pe::kErrorBadExeFormat);
+  const std::string zm = "ZM" + good.substr(2);
+  EXPECT_EQ(image.Parse(zm), pe::kErrorBadExeFormat);
+  EXPECT_EQ(image.Parse(std::string_view(good).substr(0, 0x60)), pe::kErrorBadExeFormat);  // headers cut
   std::string farHeader = good;
   farHeader[0x3C] = farHeader[0x3D] = farHeader[0x3E] = static_cast<char>(0xFF);
   EXPECT_EQ(image.Parse(farHeader), pe::kErrorBadExeFormat);
 
   // The resource section cut off: the image parses, its resources are gone.
   std::vector<pe::ResourceName> groups;
-  ASSERT_EQ(image.Parse(good.substr(0, 0x200)), 0u);
+  ASSERT_EQ(image.Parse(std::string_view(good).substr(0, 0x200)), 0u);
   EXPECT_EQ(image.List(pe::kTypeGroupIcon, groups), pe::kErrorResourceTypeNotFound);
 
   // A directory whose entries point back at the root cannot loop: the walk
