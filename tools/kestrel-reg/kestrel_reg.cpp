@@ -397,7 +397,8 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {L"get", 1, 2, Get},       {L"set", 4, 4, Set},       {L"delete", 1, 2, Delete},
-    {L"import", 1, 1, Import}, {L"export", 2, 2, Export},     {L"mkhive", 2, 2, MakeHive},
+    {L"import", 1, 1, Import}, {L"export", 2, 2, Export},
+    {L"mkhive", 2, 2, MakeHive},
 };
 
 }  // namespace
