@@ -49,6 +49,12 @@ uint32_t SetAttributes(const std::wstring& path, uint32_t attributes);
 bool PathExists(const std::wstring& path);
 uint32_t GetSize(const std::wstring& path, uint64_t& size);
 
+// The volume name "\\?\Volume{GUID}\" of the volume mounted at mountPoint,
+// given with its trailing backslash ("E:\"). On Linux any existing folder
+// stands for the file system that holds it: the GUID is that file system's
+// UUID, or one derived from its UUID or device number where the UUID is no GUID.
+uint32_t VolumeNameOfMountPoint(const std::wstring& mountPoint, std::wstring& volumeName);
+
 uint32_t RemoveFile(const std::wstring& path);
 // A failing copy leaves no partial destination behind.
 uint32_t CopyFileTo(const std::wstring& source, const std::wstring& destination,
@@ -129,6 +135,9 @@ bool ReadFileVersion(const std::wstring& path, std::wstring& version);
 
 // The system's text for a Win32 error code, without a trailing line break.
 std::wstring ErrorDescription(uint32_t error);
+// A path as other programs of the system take it on their command line:
+// the mapped POSIX path on Linux, the path unchanged on Windows.
+std::wstring PathForCommandLine(const std::wstring& path);
 
 // The temporary folder, without a trailing separator.
 std::wstring TempFolder();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,9 @@ uint32_t ModuleFileName(std::wstring& path);
 // effective capabilities stand in: CAP_DAC_READ_SEARCH is SeBackupPrivilege,
 // CAP_DAC_OVERRIDE SeRestorePrivilege, and so on.
 uint32_t TokenPrivilegeNames(std::vector<std::wstring>& names);
+// Enables one privilege of the process token ("SeBackupPrivilege"); 1300
+// when the token does not hold it. On Linux a held privilege is enabled.
+uint32_t EnablePrivilege(const std::wstring& name);
 
 // Environment lookup; on Linux a name that is not set exactly is looked up
 // again without regard to case, as Windows does.
@@ -63,8 +67,11 @@ std::wstring JoinCommandLine(const std::vector<std::wstring>& arguments);
 // The exit code is as the parent sees it: 32 bits on Windows, 8 on Linux.
 // With output, the program's standard output and error are collected there;
 // otherwise they are the caller's own.
+// started, when given, hears the new process's and thread's ids before the
+// wait (on Linux the thread id is the process id).
 uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode,
-                    std::string* output = nullptr);
+                    std::string* output = nullptr,
+                    const std::function<void(uint32_t processId, uint32_t threadId)>* started = nullptr);
 
 // What a parent process reads back when a program exits with code.
 uint32_t ExitCodeAsSeen(int code);

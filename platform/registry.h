@@ -90,6 +90,16 @@ uint32_t SetString(const Key& key, const std::wstring& name, const std::wstring&
                    uint32_t type = kSz);
 uint32_t SetDword(const Key& key, const std::wstring& name, uint32_t value);
 
+// Hive files. A hive loaded as HKEY_LOCAL_MACHINE\<name> (one level below
+// the root) is read through the functions above until it is unloaded; keys
+// opened in it then give 1018. On Windows the process needs the backup and
+// restore privileges enabled. Linux reads the hive with hivex, read-only and
+// for this process alone: writes below it give 5. Loading a name that exists
+// gives 183, a file that is no hive 1017, unloading a name not loaded 2.
+inline constexpr uint32_t kErrorNotRegistryFile = 1017;
+uint32_t LoadHiveFile(const std::wstring& name, const std::wstring& file);
+uint32_t UnloadHive(const std::wstring& name);
+
 // The raw data of typed values, shared by both backends and the .reg tools.
 std::string EncodeString(const std::wstring& text);             // with terminator
 std::string EncodeMultiString(const std::vector<std::wstring>& items);

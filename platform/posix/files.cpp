@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "platform/common/pe_image.h"
 #include "platform/posix/posix_util.h"
 #include "platform/text.h"
 
@@ -413,9 +414,17 @@ uint32_t File::Unlock(uint64_t offset, uint64_t length) {
 }
 
 bool ReadFileVersion(const std::wstring& path, std::wstring& version) {
-  // No reader of PE resources on Linux yet: the version is unknown.
   version.clear();
-  return false;
+  std::string bytes;
+  if (ReadWholeFile(path, bytes) != 0) return false;
+  pe::Image image;
+  std::string_view data;
+  pe::VersionInfo info;
+  if (image.Parse(bytes) != 0 || image.Find(pe::kTypeVersion, {true, 1, {}}, data) != 0 ||
+      !pe::ParseVersionInfo(data, info) || !info.hasFixed)
+    return false;
+  for (int i = 0; i < 4; ++i) version += (i ? L"." : L"") + std::to_wstring(info.fileVersion[i]);
+  return true;
 }
 
 std::wstring ErrorDescription(uint32_t error) {
@@ -458,6 +467,17 @@ std::wstring TempFolder() {
   std::string folder = tmp && *tmp ? tmp : "/tmp";
   while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
   return FromUtf8(folder);
+}
+
+}  // namespace platform
+
+namespace platform {
+
+std::wstring PathForCommandLine(const std::wstring& path) {
+  std::string native;
+  uint32_t error = 0;
+  if (!posix::MapPath(path, native, error)) return path;
+  return FromUtf8(native);
 }
 
 }  // namespace platform

@@ -186,7 +186,8 @@ void NamedMutex::Release() {
   handle_ = -1;
 }
 
-uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::string* output) {
+uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::string* output,
+                    const std::function<void(uint32_t, uint32_t)>* onStarted) {
   const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
   if (arguments.empty() || arguments[0].empty()) return 2;
   const std::wstring& program = arguments[0];
@@ -232,6 +233,7 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::st
     if (rc == ENOEXEC) return 193;  // ERROR_BAD_EXE_FORMAT: neither a program nor a script with #!
     return rc == ENOENT ? 2 : posix::ErrorFromErrno(rc, native);
   }
+  if (onStarted) (*onStarted)(static_cast<uint32_t>(pid), static_cast<uint32_t>(pid));
   if (output) {
     output->clear();
     char buffer[4096];

@@ -1,7 +1,10 @@
 // The machine registry on Linux: keys and values in the SQLite store, with
 // the handles, access rights and error codes of the Windows registry.
+#include <algorithm>
 #include <memory>
 
+#include "platform/posix/hive.h"
+#include "platform/posix/posix_util.h"
 #include "platform/posix/registry_store.h"
 #include "platform/registry.h"
 #include "platform/text.h"
@@ -12,6 +15,7 @@ namespace {
 constexpr uint32_t kAccessDenied = 5;
 constexpr uint32_t kInvalidHandle = 6;
 constexpr uint32_t kInvalidParameter = 87;
+constexpr uint32_t kErrorAlreadyExists = 183;
 constexpr size_t kMaxKeyName = 255;
 constexpr size_t kMaxValueName = 16383;
 
@@ -21,6 +25,8 @@ struct Handle {
   int64_t id = 0;
   uint32_t access = 0;
   std::vector<std::wstring> path;  // below HKLM, as opened: decides WOW64 redirection
+  std::shared_ptr<hive::Hive> hive;  // set for keys in a loaded hive; then node, not id
+  size_t node = 0;
 };
 
 Handle* HandleOf(const Key& key) { return reinterpret_cast<Handle*>(key.handle_); }
@@ -55,6 +61,22 @@ void Adopt(Key& key, std::unique_ptr<Handle> handle) {
   key.handle_ = reinterpret_cast<intptr_t>(handle.release());
 }
 
+// Walks from node through names in a loaded hive. The hive is read-only:
+// creating a key that is not there gives 5.
+uint32_t OpenInHive(std::unique_ptr<Handle> handle, size_t node,
+                    const std::vector<std::wstring>& names, bool create, Key& key,
+                    bool* created) {
+  for (const auto& name : names) {
+    uint32_t error = handle->hive->Child(node, name, node);
+    if (error == 2 && create) return kAccessDenied;
+    if (error != 0) return error;
+  }
+  if (created) *created = false;
+  handle->node = node;
+  Adopt(key, std::move(handle));
+  return 0;
+}
+
 // Opens or creates relative to parent (nullptr: HKLM itself). As on
 // Windows, the parent handle's own rights do not matter here.
 uint32_t Open(const Handle* parent, const std::wstring& subkey, uint32_t access, bool create,
@@ -66,6 +88,18 @@ uint32_t Open(const Handle* parent, const std::wstring& subkey, uint32_t access,
   handle->access = access;
   handle->path = parent ? parent->path : std::vector<std::wstring>{};
   handle->path.insert(handle->path.end(), names.begin(), names.end());
+  if (parent && parent->hive) {
+    handle->hive = parent->hive;
+    return OpenInHive(std::move(handle), parent->node, names, create, key, created);
+  }
+  // A loaded hive hides whatever the store might hold under its name.
+  if (!handle->path.empty()) {
+    if (auto loaded = hive::Loaded(handle->path[0])) {
+      handle->hive = loaded;
+      const std::vector<std::wstring> rest(handle->path.begin() + 1, handle->path.end());
+      return OpenInHive(std::move(handle), loaded->Root(), rest, create, key, created);
+    }
+  }
   // A redirected path starts again from the root; otherwise the parent's row
   // is the start, so a deleted parent gives 1018 as on Windows.
   int64_t start = parent ? parent->id : store::kRootId;
@@ -88,6 +122,8 @@ uint32_t Open(const Handle* parent, const std::wstring& subkey, uint32_t access,
   Adopt(key, std::move(handle));
   return 0;
 }
+
+bool IsMachineRoot(const Handle* handle) { return !handle->hive && handle->path.empty(); }
 
 uint32_t Check(const Key& key, uint32_t needed, Handle*& handle) {
   handle = HandleOf(key);
@@ -139,6 +175,7 @@ uint32_t DeleteKeyTree(const std::wstring& path) {
   Key key;
   if (uint32_t error = OpenKey(path, kAllAccess, key)) return error;
   Handle* handle = HandleOf(key);
+  if (handle->hive) return kAccessDenied;
   // Gone between the open and the delete: another process deleted it first.
   const uint32_t error = handle->store->DeleteTree(handle->id);
   return error == kErrorKeyDeleted ? 2 : error;
@@ -148,6 +185,7 @@ uint32_t QueryValue(const Key& key, const std::wstring& name, uint32_t& type, st
   Handle* handle = nullptr;
   if (uint32_t error = Check(key, kQueryValue, handle)) return error;
   if (uint32_t error = CheckValueName(name)) return error;
+  if (handle->hive) return handle->hive->GetValue(handle->node, name, type, data);
   return handle->store->GetValue(handle->id, name, type, data);
 }
 
@@ -155,31 +193,70 @@ uint32_t SetValue(const Key& key, const std::wstring& name, uint32_t type, const
   Handle* handle = nullptr;
   if (uint32_t error = Check(key, kSetValue, handle)) return error;
   if (uint32_t error = CheckValueName(name)) return error;
+  if (handle->hive) return kAccessDenied;
   return handle->store->PutValue(handle->id, name, type, data);
 }
 
 uint32_t DeleteValue(const Key& key, const std::wstring& name) {
   Handle* handle = nullptr;
   if (uint32_t error = Check(key, kSetValue, handle)) return error;
+  if (handle->hive) return kAccessDenied;
   return handle->store->RemoveValue(handle->id, name);
 }
 
 uint32_t EnumSubKeys(const Key& key, std::vector<std::wstring>& names) {
   Handle* handle = nullptr;
   if (uint32_t error = Check(key, kEnumerateSubKeys, handle)) return error;
-  return handle->store->SubKeys(handle->id, names);
+  if (handle->hive) return handle->hive->SubKeys(handle->node, names);
+  if (uint32_t error = handle->store->SubKeys(handle->id, names)) return error;
+  if (IsMachineRoot(handle)) {
+    // Loaded hives are subkeys of HKLM, as on Windows.
+    const auto loaded = hive::LoadedNames();
+    if (loaded.empty()) return 0;
+    names.insert(names.end(), loaded.begin(), loaded.end());
+    std::stable_sort(names.begin(), names.end(), [](const std::wstring& a, const std::wstring& b) {
+      return FoldName(a) < FoldName(b);
+    });
+  }
+  return 0;
 }
 
 uint32_t EnumValues(const Key& key, std::vector<ValueEntry>& values) {
   Handle* handle = nullptr;
   if (uint32_t error = Check(key, kQueryValue, handle)) return error;
+  if (handle->hive) return handle->hive->Values(handle->node, values);
   return handle->store->Values(handle->id, values);
 }
 
 uint32_t SubKeyCount(const Key& key, uint32_t& count) {
   Handle* handle = nullptr;
   if (uint32_t error = Check(key, kQueryValue, handle)) return error;
-  return handle->store->CountSubKeys(handle->id, count);
+  if (handle->hive) return handle->hive->CountSubKeys(handle->node, count);
+  if (uint32_t error = handle->store->CountSubKeys(handle->id, count)) return error;
+  if (IsMachineRoot(handle)) count += static_cast<uint32_t>(hive::LoadedNames().size());
+  return 0;
+}
+
+uint32_t LoadHiveFile(const std::wstring& name, const std::wstring& file) {
+  if (name.empty() || name.size() > kMaxKeyName || name.find(L'\\') != std::wstring::npos)
+    return kInvalidParameter;
+  // A key of that name in the store is taken, as a key under HKLM is on Windows.
+  Key existing;
+  uint32_t error = OpenKey(L"HKEY_LOCAL_MACHINE\\" + name, kQueryValue, existing);
+  if (error == 0) return kErrorAlreadyExists;
+  if (error != 2) return error;
+  std::string native;
+  if (!posix::MapPath(file, native, error)) return error;
+  return hive::Load(name, native);
+}
+
+uint32_t UnloadHive(const std::wstring& name) {
+  if (name.empty() || name.find(L'\\') != std::wstring::npos) return kInvalidParameter;
+  uint32_t error = hive::Unload(name);
+  if (error != 2) return error;
+  // A key that is there but no hive cannot be unloaded.
+  Key existing;
+  return OpenKey(L"HKEY_LOCAL_MACHINE\\" + name, kQueryValue, existing) == 0 ? kInvalidParameter : 2;
 }
 
 }  // namespace platform::registry

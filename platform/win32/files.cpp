@@ -233,3 +233,9 @@ std::wstring TempFolder() {
 }
 
 }  // namespace platform
+
+namespace platform {
+
+std::wstring PathForCommandLine(const std::wstring& path) { return path; }
+
+}  // namespace platform

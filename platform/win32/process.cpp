@@ -74,7 +74,8 @@ void NamedMutex::Release() {
   handle_ = -1;
 }
 
-uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::string* output) {
+uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::string* output,
+                    const std::function<void(uint32_t, uint32_t)>* onStarted) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION info = {};
@@ -98,6 +99,7 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::st
     if (readEnd) CloseHandle(readEnd);
     return startError;
   }
+  if (onStarted) (*onStarted)(info.dwProcessId, info.dwThreadId);
   if (output) {
     output->clear();
     char buffer[4096];

@@ -172,4 +172,15 @@ uint32_t SubKeyCount(const Key& key, uint32_t& count) {
   return 0;
 }
 
+uint32_t LoadHiveFile(const std::wstring& name, const std::wstring& file) {
+  // Only direct children of HKLM take a hive.
+  if (name.empty() || name.find(L'\\') != std::wstring::npos) return kInvalidParameter;
+  return static_cast<uint32_t>(RegLoadKeyW(HKEY_LOCAL_MACHINE, name.c_str(), file.c_str()));
+}
+
+uint32_t UnloadHive(const std::wstring& name) {
+  if (name.empty() || name.find(L'\\') != std::wstring::npos) return kInvalidParameter;
+  return static_cast<uint32_t>(RegUnLoadKeyW(HKEY_LOCAL_MACHINE, name.c_str()));
+}
+
 }  // namespace platform::registry

@@ -26,3 +26,6 @@
 // System information: WMI and the machine's join information.
 #include <wbemidl.h>
 #include <lm.h>
+// Icons, images and their PNG encoder.
+#include <objidl.h>
+#include <gdiplus.h>

@@ -8,8 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/common/regf.h"
 #include "platform/common/regfile.h"
 #include "platform/entry.h"
+#include "platform/posix/hive_writer.h"
 #include "platform/posix/registry_store.h"
 #include "platform/registry.h"
 #include "platform/text.h"
@@ -32,6 +34,7 @@ constexpr const wchar_t* kHelp =
     L"  delete KEY [VALUE]       delete a value, or a key with everything below it\n"
     L"  import FILE.reg          carry out a registration file (REGEDIT5 or REGEDIT4)\n"
     L"  export KEY FILE.reg      write a key and everything below it as regedit does\n"
+    L"  mkhive FILE.reg HIVE.dat build a registry hive file from a registration file\n"
     L"\n"
     L"KEY is HKLM\\... or HKEY_LOCAL_MACHINE\\...; a VALUE of \"\" or @ is the\n"
     L"key's default value. TYPE and DATA:\n"
@@ -41,6 +44,10 @@ constexpr const wchar_t* kHelp =
     L"                           as in 'one\\0two'\n"
     L"  REG_BINARY, REG_NONE     hex bytes: 0a1b2c, 0a,1b,2c or '0a 1b 2c'\n"
     L"get prints a value's data in the form set takes.\n"
+    L"\n"
+    L"mkhive reads key paths relative to the hive's root key, as in\n"
+    L"[MACHINE\\SOFTWARE\\Classes\\.txt], and does not touch the store. A hive file\n"
+    L"already at HIVE.dat is replaced only once the new one is complete.\n"
     L"\n"
     L"Each command is one transaction: when it fails, the store stays as it was.\n"
     L"Exit status: 0 done, 1 wrong usage, 2 failed.\n";
@@ -364,6 +371,23 @@ int Export(const std::vector<std::wstring>& args) {
   return kDone;
 }
 
+int MakeHive(const std::vector<std::wstring>& args) {
+  const std::wstring& file = args[0];
+  const std::wstring& hive = args[1];
+  std::string bytes;
+  std::wstring message;
+  if (!ReadFileBytes(file, bytes, message)) return Fail(message);
+  std::vector<platform::regfile::Operation> operations;
+  platform::regfile::ParseError parseError;
+  platform::regf::TreeKey root;
+  if (!platform::regfile::Parse(bytes, operations, parseError) ||
+      !platform::regf::BuildTree(operations, root, parseError))
+    return Fail(file + L": " + parseError.message + L"; no hive was written");
+  if (platform::registry::hive::WriteHiveFile(root, platform::ToUtf8(hive), message) != 0)
+    return Fail(hive + L": " + message + L"; no hive was written");
+  return kDone;
+}
+
 struct Command {
   const wchar_t* name;
   size_t minArgs;
@@ -374,6 +398,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {L"get", 1, 2, Get},       {L"set", 4, 4, Set},       {L"delete", 1, 2, Delete},
     {L"import", 1, 1, Import}, {L"export", 2, 2, Export},
+    {L"mkhive", 2, 2, MakeHive},
 };
 
 }  // namespace

@@ -1,0 +1,63 @@
+// MD5, launch ids, base64 and the icon content hash against known vectors:
+// the same on both backends, so a path gets one launch id everywhere.
+#include <gtest/gtest.h>
+
+#include "ondemand/hashes.h"
+#include "platform/crypto.h"
+#include "platform/text.h"
+#include "tests/ondemand/log_capture.h"
+
+namespace {
+
+std::wstring Base64(const std::string& bytes) {
+  std::wstring text;
+  EXPECT_TRUE(platform::crypto::Base64Encode(bytes.data(), bytes.size(), text));
+  return text;
+}
+
+TEST(Md5, KnownDigests) {
+  EXPECT_EQ(GetMD5Hash(""), L"d41d8cd98f00b204e9800998ecf8427e");
+  EXPECT_EQ(GetMD5Hash("abc"), L"900150983cd24fb0d6963f7d28e17f72");
+  EXPECT_EQ(GetMD5Hash("message digest"), L"f96b697d7cb7938d525a2f31aaf161d0");
+  EXPECT_EQ(GetMD5Hash(std::string(1000000, 'a')), L"7707d6ae4e027c70eea2a935c2296f21");
+}
+
+TEST(LaunchId, HexOfTheUtf8DigestSplit84441) {
+  EXPECT_EQ(GetMD5HashGuid(L"abc"), L"{90015098-3cd2-4fb0-d696-3f7d28e17f72}");
+  EXPECT_EQ(GetMD5HashGuid(L"C:\\Program Files\\Tellurex\\App\\app.exe"), L"{ed42fbfb-2095-5137-420a-e2f3a3780886}");
+  EXPECT_EQ(GetMD5HashGuid(L"C:\\Users\\Public\\Desktop\\Caf\u00e9.lnk"), L"{d4cb82c2-44cd-3cf9-c63a-14c882551899}");
+}
+
+TEST(LaunchId, EmptyTextIsLoggedAndGivesNothing) {
+  testsupport::LogCapture log;
+  EXPECT_EQ(GetMD5HashGuid(L""), L"");
+  EXPECT_EQ(log.Text(), L"PrintLog@655: GetMD5HashGuid: Invalid argument passed - sstrData\n\n");
+}
+
+TEST(Base64, Rfc4648VectorsWithoutLineBreaks) {
+  EXPECT_EQ(Base64(""), L"");
+  EXPECT_EQ(Base64("f"), L"Zg==");
+  EXPECT_EQ(Base64("fo"), L"Zm8=");
+  EXPECT_EQ(Base64("foo"), L"Zm9v");
+  EXPECT_EQ(Base64("foob"), L"Zm9vYg==");
+  EXPECT_EQ(Base64("fooba"), L"Zm9vYmE=");
+  EXPECT_EQ(Base64("foobar"), L"Zm9vYmFy");
+  EXPECT_EQ(Base64(std::string("\xff\xfe\x00\x80", 4)), L"//4AgA==");
+  std::string big(100003, '\0');
+  for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<char>(i * 7);
+  const std::wstring text = Base64(big);
+  EXPECT_EQ(text.size(), (big.size() + 2) / 3 * 4);
+  EXPECT_EQ(text.find_first_of(L"\r\n"), std::wstring::npos);
+  std::string back;
+  ASSERT_TRUE(platform::crypto::Base64Decode(text, back));
+  EXPECT_EQ(back, big);
+  EXPECT_FALSE(platform::crypto::Base64Decode(L"Zm9", back));
+}
+
+TEST(IconContentHash, Fnv1aOverUtf16Bytes) {
+  EXPECT_EQ(Fnv1a64Utf16(L""), 0xcbf29ce484222325ull);
+  EXPECT_EQ(Fnv1a64Utf16(L"a"), 0x089be207b544f1e4ull);
+  EXPECT_EQ(Fnv1a64Utf16(L"iVBORw0KGgo="), 0x0db08389ade9a7f3ull);
+}
+
+}  // namespace

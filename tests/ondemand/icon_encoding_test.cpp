@@ -1,0 +1,205 @@
+// Icon sources to base64: which group and image are taken, the fallbacks,
+// and the exact log lines of every failure.
+#include <gtest/gtest.h>
+
+#include "ondemand/icon_encoding.h"
+#include "platform/common/pe_image.h"
+#include "platform/crypto.h"
+#include "platform/imaging.h"
+#include "platform/text.h"
+#include "support/icon_fixtures.h"
+#include "tests/ondemand/log_capture.h"
+
+namespace {
+
+namespace pe = platform::pe;
+using testsupport::Resource;
+
+constexpr uint32_t kRed = 0xFFE01010, kGreen = 0xFF10E010, kBlue = 0xFF1010E0, kGrey = 0xFF808080,
+                   kYellow = 0xFFE0E010;
+
+// A group of one 32-pixel image in a colour, its icon resource at iconId.
+void AddGroup(std::vector<Resource>& resources, const std::wstring& name, uint16_t id, uint16_t iconId,
+              uint32_t colour) {
+  const std::string image = testsupport::DibIcon(32, 24, colour);
+  resources.push_back({pe::kTypeIcon, {}, iconId, 0, image});
+  resources.push_back({pe::kTypeGroupIcon, name, id, 0, testsupport::GroupIcon({{32, 24, image, iconId}})});
+}
+
+class IconEncoding : public testing::Test {
+ protected:
+  std::wstring Write(const std::wstring& name, const std::string& bytes) {
+    testsupport::WriteFile(folder_ / name, bytes);
+    return folder_ / name;
+  }
+  // The colour in the middle of the PNG a route made, 0 when it failed.
+  static uint32_t Colour(bool ok, const std::string& png) {
+    platform::imaging::Bitmap bitmap;
+    if (!ok || !platform::imaging::DecodePngBytes(png, bitmap) || bitmap.width != 64 || bitmap.height != 64) return 0;
+    return bitmap.pixels[32 * 64 + 32];
+  }
+  uint32_t GroupColour(const std::wstring& module, int index) {
+    std::string png;
+    const bool ok = GetIconGroupPng(module, index, png);
+    return Colour(ok, png);
+  }
+  testsupport::ScratchFolder folder_;
+  testsupport::LogCapture log_;
+};
+
+TEST_F(IconEncoding, ExecutableSignature) {
+  EXPECT_TRUE(CheckIfExecutableFile(Write(L"app.exe", "MZ")));
+  const std::wstring zm = Write(L"zm.exe", "ZM and more");
+  const std::wstring one = Write(L"one.exe", "M");
+  const std::wstring missing = folder_ / L"missing.exe";
+  EXPECT_FALSE(CheckIfExecutableFile(zm));
+  EXPECT_FALSE(CheckIfExecutableFile(one));
+  EXPECT_FALSE(CheckIfExecutableFile(missing));
+  EXPECT_EQ(log_.Text(), L"PrintLog@655: CheckIfExecutableFile: " + zm +
+                             L" is not an executable file. 0x4d5a signature found.\n\n"
+                             L"PrintLog@655: CheckIfExecutableFile: The file " + one + L" is not an executable.\n\n"
+                             L"PrintLog@655: CheckIfExecutableFile: " + missing + L" file does not exist. Error 2\n\n");
+}
+
+TEST_F(IconEncoding, IconFileCheck) {
+  EXPECT_TRUE(CheckIfValidIcoFile(
+      Write(L"good.ico", testsupport::IcoFile({{16, 8, testsupport::DibIcon(16, 8, kRed)}}))));
+  EXPECT_EQ(log_.Text(), L"");
+  const std::wstring bad = Write(L"bad.ico", "no icon here");
+  EXPECT_FALSE(CheckIfValidIcoFile(bad));
+  const std::wstring text = log_.Text();
+  EXPECT_EQ(text.rfind(L"PrintLog@655: CheckIfValidIcoFile: LoadImage(." + bad + L".) failed. (Error: ", 0), 0u)
+      << platform::ToUtf8(text);
+  EXPECT_EQ(text.substr(text.size() - 4), L").\n\n");
+}
+
+TEST_F(IconEncoding, NamedGroupsSortWithoutRegardToCase) {
+  std::vector<Resource> resources;
+  // Stored in upper case, as resource compilers do; compared in lower case,
+  // "_" sorts before the letters.
+  AddGroup(resources, L"AB", 0, 1, kRed);
+  AddGroup(resources, L"AB2", 0, 2, kGreen);
+  AddGroup(resources, L"A_B", 0, 3, kBlue);
+  AddGroup(resources, {}, 5, 4, kGrey);
+  const std::wstring module = Write(L"named.dll", testsupport::BuildPe(resources));
+  EXPECT_EQ(GroupColour(module, 0), kBlue);
+  EXPECT_EQ(GroupColour(module, -5), kGrey);
+}
+
+TEST_F(IconEncoding, IdsNegativeIndexesAndPositions) {
+  std::vector<Resource> resources;
+  AddGroup(resources, {}, 205, 1, kRed);
+  AddGroup(resources, {}, 101, 2, kGreen);
+  const std::wstring module = Write(L"ids.dll", testsupport::BuildPe(resources));
+  EXPECT_EQ(GroupColour(module, 0), kGreen);    // the smallest id
+  EXPECT_EQ(GroupColour(module, 1), kRed);
+  EXPECT_EQ(GroupColour(module, -205), kRed);   // minus the id
+  EXPECT_EQ(GroupColour(module, -7), kGreen);   // no group 7: the first id
+  EXPECT_EQ(GroupColour(module + L",-205", 0), kRed);  // the path's own index wins
+  EXPECT_EQ(log_.Text(), L"");
+
+  std::wstring base64 = L"left over";
+  EXPECT_FALSE(GetExeIconBase64(module, 3, base64));
+  EXPECT_EQ(base64, L"");
+  EXPECT_EQ(log_.Text(), L"PrintLog@655: ERROR: Requested resource index 3 is out of range (size: [2]) in module: [" +
+                             module + L"].\n\nPrintLog@655: icon data retrieval failed for " + module + L"\n\n");
+}
+
+TEST_F(IconEncoding, WidestImageWinsAndTheLaterOfEqualWidths) {
+  // 16, 32, 48 and 256 (a PNG payload, width byte 0): the 256 one is used.
+  std::string bigPng;
+  platform::imaging::PngFailure failure;
+  ASSERT_TRUE(platform::imaging::IconImageToPng64(testsupport::DibIcon(32, 32, kYellow), bigPng, failure));
+  const std::vector<testsupport::IconPart> parts = {
+      {16, 8, testsupport::DibIcon(16, 8, kRed), 1},
+      {32, 24, testsupport::DibIcon(32, 24, kGreen), 2},
+      {256, 32, bigPng, 3},
+      {48, 32, testsupport::DibIcon(48, 32, kBlue), 4},
+  };
+  std::vector<Resource> resources;
+  for (const auto& p : parts) resources.push_back({pe::kTypeIcon, {}, p.id, 0, p.image});
+  resources.push_back({pe::kTypeGroupIcon, {}, 1, 0, testsupport::GroupIcon(parts)});
+  // Two 32-pixel images: the later one counts.
+  resources.push_back({pe::kTypeGroupIcon, {}, 2, 0, testsupport::GroupIcon({parts[1], {32, 24, parts[0].image, 1}})});
+  const std::wstring module = Write(L"sizes.dll", testsupport::BuildPe(resources));
+  EXPECT_EQ(GroupColour(module, 0), kYellow);
+  std::string png;
+  ASSERT_TRUE(GetIconGroupPng(module, 1, png));
+  platform::imaging::Bitmap bitmap;
+  ASSERT_TRUE(platform::imaging::DecodePngBytes(png, bitmap));
+  EXPECT_EQ(bitmap.pixels[32 * 64 + 32], kRed);  // the 16-pixel image, scaled up, labelled 32
+}
+
+TEST_F(IconEncoding, BrokenImageIsLoggedWithItsId) {
+  std::vector<Resource> resources = {{pe::kTypeIcon, {}, 9, 0, "broken image bytes, nothing like a bitmap header"},
+                                     {pe::kTypeGroupIcon, {}, 1, 0, testsupport::GroupIcon({{32, 24, "x", 9}})}};
+  const std::wstring module = Write(L"broken.dll", testsupport::BuildPe(resources));
+  std::string png;
+  EXPECT_FALSE(GetIconGroupPng(module, 0, png));
+  const std::wstring text = log_.Text();
+  EXPECT_EQ(text.rfind(L"PrintLog@655: ERROR: failed to create iconrsrc id (9) in module: " + module + L", Error: 0x",
+                       0),
+            0u)
+      << platform::ToUtf8(text);
+  const std::wstring last = L"PrintLog@655: ERROR: failed to create png icon for id (9) in module: " + module + L"\n\n";
+  EXPECT_EQ(text.substr(text.size() - last.size()), last);
+}
+
+TEST_F(IconEncoding, ModulesWithoutIconsAndFilesThatAreNoModules) {
+  const std::wstring plain =
+      Write(L"plain.dll", testsupport::BuildPe({{pe::kTypeString, {}, 1, 0, testsupport::StringBlock({L"x"})}}));
+  std::string png;
+  EXPECT_FALSE(GetIconGroupPng(plain, 0, png));
+  EXPECT_EQ(log_.Text(), L"PrintLog@655: failed to enum groupicon resources in module: " + plain +
+                             L", Error: 0x715\n\n");
+
+  // Not a program image: read as an .ico file, its widest image.
+  const std::wstring ico = Write(L"file.ico", testsupport::IcoFile({{48, 24, testsupport::DibIcon(48, 24, kBlue)},
+                                                                    {16, 8, testsupport::DibIcon(16, 8, kRed)}}));
+  const bool ok = GetIconGroupPng(ico, 0, png);
+  EXPECT_EQ(Colour(ok, png), kBlue);
+  const std::wstring text = Write(L"text.dll", "some text that is neither a module nor an icon");
+  const std::wstring before = log_.Text();
+  EXPECT_FALSE(GetIconGroupPng(text, 0, png));
+  EXPECT_EQ(log_.Text().substr(before.size()), L"PrintLog@655: ERROR: failed to read ico file data: " + text + L"\n\n");
+}
+
+TEST_F(IconEncoding, IcoFilesTravelUnchanged) {
+  const std::string bytes = testsupport::IcoFile(
+      {{16, 8, testsupport::DibIcon(16, 8, kRed)}, {32, 32, testsupport::DibIcon(32, 32, kBlue)}});
+  std::wstring base64;
+  ASSERT_TRUE(GetIcoFileBase64(Write(L"two.ico", bytes), base64));
+  std::string back;
+  ASSERT_TRUE(platform::crypto::Base64Decode(base64, back));
+  EXPECT_EQ(back, bytes);
+
+  const std::wstring missing = folder_ / L"missing.ico";
+  const std::wstring empty = Write(L"empty.ico", "");
+  EXPECT_FALSE(GetIcoFileBase64(missing, base64));
+  EXPECT_FALSE(GetIcoFileBase64(empty, base64));
+  EXPECT_EQ(base64, L"");
+  EXPECT_EQ(log_.Text(), L"PrintLog@655: ERROR: error opening icon file " + missing +
+                             L" (error: 2)\n\nPrintLog@655: ERROR: error encoding icon to base64 (length) for " +
+                             empty + L"\n\n");
+}
+
+TEST_F(IconEncoding, PngFilesAreReencodedAndExecutablesConverted) {
+  std::string source;
+  platform::imaging::PngFailure failure;
+  ASSERT_TRUE(platform::imaging::IconImageToPng64(testsupport::DibIcon(16, 24, kGreen), source, failure));
+  std::wstring base64;
+  ASSERT_TRUE(GetPngFileBase64(Write(L"logo.png", source), base64));
+  std::string png;
+  ASSERT_TRUE(platform::crypto::Base64Decode(base64, png));
+  EXPECT_EQ(Colour(true, png), kGreen);
+  EXPECT_FALSE(GetPngFileBase64(Write(L"bad.png", "not a picture"), base64));
+  EXPECT_EQ(log_.Text(), L"PrintLog@655: ERROR: failed to create image object from PNG icon\n\n");
+
+  std::vector<Resource> resources;
+  AddGroup(resources, {}, 1, 1, kRed);
+  ASSERT_TRUE(GetExeIconBase64(Write(L"app.exe", testsupport::BuildPe(resources)), 0, base64));
+  ASSERT_TRUE(platform::crypto::Base64Decode(base64, png));
+  EXPECT_EQ(Colour(true, png), kRed);
+}
+
+}  // namespace

@@ -1,0 +1,110 @@
+// ZipFile running the real 7-Zip through the agent's libs/7z.exe link, and a
+// stand-in that exits with 1.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <regex>
+
+#include "ondemand/zip.h"
+#include "platform/process.h"
+#include "platform/text.h"
+#include "support/programs.h"
+#include "tests/ondemand/log_capture.h"
+
+namespace {
+
+class ZipArchiver : public testing::Test {
+ protected:
+  // The archiver's path is worked out once per process: one agent folder
+  // serves the whole suite, and each test puts its own program there.
+  static void SetUpTestSuite() {
+    agent_ = new testsupport::ScratchFolder;
+    thagent_ = new testsupport::ScopedEnv(L"THAGENT", agent_->path() + L"\\");
+    ASSERT_EQ(mkdir(Native(*agent_ / L"libs").c_str(), 0755), 0);
+  }
+  static void TearDownTestSuite() {
+    delete thagent_;
+    delete agent_;
+  }
+  static std::string Native(const std::wstring& path) {
+    std::string native = platform::ToUtf8(path);
+    for (char& c : native)
+      if (c == '\\') c = '/';
+    return native;
+  }
+  static std::string Archiver() { return Native(*agent_ / L"libs\\7z.exe"); }
+  // What the install and demo scripts set up: a link to the system's 7z.
+  static void LinkSystemArchiver() {
+    unlink(Archiver().c_str());
+    ASSERT_EQ(symlink("/usr/bin/7z", Archiver().c_str()), 0);
+  }
+  static void StandIn(int exitCode) {
+    unlink(Archiver().c_str());
+    testsupport::WriteFile(*agent_ / L"libs\\7z.exe", "#!/bin/sh\nexit " + std::to_string(exitCode) + "\n");
+    ASSERT_EQ(chmod(Archiver().c_str(), 0755), 0);
+  }
+  static testsupport::ScratchFolder* agent_;
+  static testsupport::ScopedEnv* thagent_;
+  testsupport::ScratchFolder work_;
+};
+testsupport::ScratchFolder* ZipArchiver::agent_ = nullptr;
+testsupport::ScopedEnv* ZipArchiver::thagent_ = nullptr;
+
+TEST_F(ZipArchiver, ArchiveHoldsTheInputAndPassesTheArchiversTest) {
+  LinkSystemArchiver();
+  testsupport::LogCapture log;
+  ASSERT_EQ(mkdir(Native(work_ / L"meta data").c_str(), 0755), 0);
+  const std::wstring input = work_ / L"meta data\\metadata.json";
+  testsupport::WriteFile(input, "{\"name\":\"Kestrel\"}");
+  const std::wstring output = work_ / L"meta data\\META_JSON.ZIP";
+  ASSERT_TRUE(ZipFileIntoFolder(input, work_ / L"meta data", L"META_JSON.ZIP"));
+
+  const testsupport::RunResult tested = testsupport::Run(L"7z", {L"t", platform::FromUtf8(Native(output))});
+  EXPECT_EQ(tested.exitCode, 0u) << tested.output;
+  const testsupport::RunResult listed = testsupport::Run(L"7z", {L"l", L"-slt", platform::FromUtf8(Native(output))});
+  EXPECT_NE(listed.output.find("Path = metadata.json"), std::string::npos) << listed.output;
+
+  const std::wstring line = Get7ZipExePath() + L" a \"" + output + L"\" \"" + input + L"\"";
+  const std::wstring text = log.Text();
+  const std::wstring launching =
+      L"PrintLog@655: ZipFile: Launching CommandLine " + line + L"(CreationFlag 134217760, wait -1 ms)\n\n";
+  const std::wstring finished =
+      L"PrintLog@655: ZipFile: ExitCode 0. Finished waiting for \"" + line + L"\" (WaitStatus 0)\n\n";
+  ASSERT_EQ(text.substr(0, launching.size()), launching);
+  ASSERT_GE(text.size(), launching.size() + finished.size());
+  EXPECT_EQ(text.substr(text.size() - finished.size()), finished);
+  const std::wstring middle = text.substr(launching.size(), text.size() - launching.size() - finished.size());
+  EXPECT_TRUE(std::regex_match(platform::ToUtf8(middle),
+                               std::regex("PrintLog@655: ZipFile: Successfully launched : .*\\(wait -1 ms\\), "
+                                          "pid = [1-9][0-9]* tid = [1-9][0-9]*\n\n")))
+      << platform::ToUtf8(middle);
+  EXPECT_EQ(Get7ZipExePath(), agent_->path() + L"\\libs\\7z.exe");
+}
+
+TEST_F(ZipArchiver, WarningsExitCodeOneIsAFailure) {
+  StandIn(1);
+  testsupport::LogCapture log;
+  const std::wstring input = work_ / L"in.json";
+  testsupport::WriteFile(input, "{}");
+  EXPECT_FALSE(ZipFile(input, work_ / L"out.zip"));
+  const std::wstring text = log.Text();
+  EXPECT_NE(text.find(L"ZipFile: ExitCode 1. Finished waiting for"), std::wstring::npos) << platform::ToUtf8(text);
+  StandIn(0);
+  EXPECT_TRUE(ZipFile(input, work_ / L"out.zip"));
+}
+
+TEST_F(ZipArchiver, MissingArchiverFailsToStart) {
+  unlink(Archiver().c_str());
+  testsupport::LogCapture log;
+  const std::wstring input = work_ / L"in.json";
+  testsupport::WriteFile(input, "{}");
+  EXPECT_FALSE(ZipFile(input, work_ / L"out.zip"));
+  const std::wstring line = Get7ZipExePath() + L" a \"" + work_ / L"out.zip" + L"\" \"" + input + L"\"";
+  const std::wstring expected = L"PrintLog@655: ZipFile: CreateProcessW failed for \"" + line + L"\": error 2\n\n";
+  const std::wstring text = log.Text();
+  ASSERT_GE(text.size(), expected.size());
+  EXPECT_EQ(text.substr(text.size() - expected.size()), expected);
+}
+
+}  // namespace

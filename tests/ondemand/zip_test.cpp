@@ -1,0 +1,50 @@
+// The archiver's folder and the checks ZipFile makes before it runs
+// anything; the runs themselves are in the backend folders.
+#include <gtest/gtest.h>
+
+#include "ondemand/zip.h"
+#include "platform/process.h"
+#include "tests/ondemand/log_capture.h"
+
+namespace {
+
+TEST(ExpandedString, ReferencesAreReplacedAndUnknownOnesKept) {
+  testsupport::ScopedEnv agent(L"KESTREL_TEST_AGENT", L"C:\\Agent\\");
+  std::wstring text;
+  ASSERT_TRUE(GetExpandedString(L"%KESTREL_TEST_AGENT%libs\\", text));
+  EXPECT_EQ(text, L"C:\\Agent\\libs\\");
+  ASSERT_TRUE(GetExpandedString(L"%kestrel_test_agent%", text));  // names without regard to case
+  EXPECT_EQ(text, L"C:\\Agent\\");
+  ASSERT_TRUE(GetExpandedString(L"50% of %KESTREL_NOT_SET% and %KESTREL_TEST_AGENT%", text));
+  EXPECT_EQ(text, L"50% of %KESTREL_NOT_SET% and C:\\Agent\\");
+  ASSERT_TRUE(GetExpandedString(L"100%%KESTREL_TEST_AGENT%x%", text));
+  EXPECT_EQ(text, L"100%C:\\Agent\\x%");
+}
+
+TEST(ExpandedString, EmptyTextIsLogged) {
+  testsupport::LogCapture log;
+  std::wstring text = L"x";
+  EXPECT_FALSE(GetExpandedString(L"", text));
+  EXPECT_EQ(text, L"");
+  EXPECT_EQ(log.Text(), L"PrintLog@655: GetExpandedString: Path to expand is empty\n");
+}
+
+TEST(ArchiverFolder, UnsetAgentVariableStaysUnexpanded) {
+  std::wstring saved;
+  const bool had = platform::GetEnv(L"THAGENT", saved);
+  platform::UnsetEnv(L"THAGENT");
+  EXPECT_EQ(Get7ZipDirPath(), L"%THAGENT%libs\\");
+  if (had) platform::SetEnv(L"THAGENT", saved);
+  testsupport::ScopedEnv agent(L"THAGENT", L"D:\\Merovane\\Agent\\");
+  EXPECT_EQ(Get7ZipDirPath(), L"D:\\Merovane\\Agent\\libs\\");
+}
+
+TEST(ZipFileChecks, EmptyPathsAreRefusedBeforeAnythingRuns) {
+  testsupport::LogCapture log;
+  EXPECT_FALSE(ZipFile(L"", L"out.zip"));
+  EXPECT_FALSE(ZipFile(L"in.json", L""));
+  EXPECT_EQ(log.Text(), L"PrintLog@655: ERROR: Invalid parameter - sstrInputPath.\n\n"
+                        L"PrintLog@655: ERROR: Invalid parameter - sstrOutputPath.\n\n");
+}
+
+}  // namespace

@@ -1,0 +1,167 @@
+// Icon directories, DIB decoding, the .ico writer and the bicubic scaler:
+// pure logic, the same on both builds.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "platform/common/icon_format.h"
+#include "support/icon_fixtures.h"
+
+namespace {
+
+using platform::imaging::Bitmap;
+namespace icons = platform::icons;
+
+TEST(IconDirectory, ReadsGroupAndFileEntries) {
+  const std::string image = testsupport::DibIcon(16, 8, 0xFF102030);
+  std::vector<icons::DirectoryEntry> entries;
+  ASSERT_TRUE(icons::ParseGroupDirectory(testsupport::GroupIcon({{16, 8, image, 7}, {256, 32, "x", 9}}), entries));
+  ASSERT_EQ(entries.size(), 2u);
+  EXPECT_EQ(entries[0].id, 7);
+  EXPECT_EQ(entries[0].size, image.size());
+  EXPECT_EQ(entries[1].width, 256u);  // width byte 0
+  EXPECT_EQ(entries[1].bitCount, 32);
+
+  const std::string ico = testsupport::IcoFile({{16, 8, image}, {32, 8, "abc"}});
+  ASSERT_TRUE(icons::ParseIcoDirectory(ico, entries));
+  EXPECT_EQ(entries[0].offset, 6u + 2 * 16);
+  EXPECT_EQ(entries[1].offset, 6u + 2 * 16 + image.size());
+  EXPECT_EQ(ico.substr(entries[1].offset, entries[1].size), "abc");
+}
+
+TEST(IconDirectory, RejectsWrongHeadersAndMissingEntries) {
+  std::vector<icons::DirectoryEntry> entries;
+  std::string ico = testsupport::IcoFile({{16, 8, "abc"}});
+  EXPECT_FALSE(icons::ParseIcoDirectory(ico.substr(0, 21), entries));  // an entry cut short
+  std::string cursor = ico;
+  cursor[2] = 2;  // a cursor file
+  EXPECT_FALSE(icons::ParseIcoDirectory(cursor, entries));
+  std::string absurd = ico;
+  absurd[4] = absurd[5] = static_cast<char>(0xFF);  // 65535 entries in 25 bytes
+  EXPECT_FALSE(icons::ParseIcoDirectory(absurd, entries));
+  std::string none = ico.substr(0, 6);
+  none[4] = 0;
+  EXPECT_FALSE(icons::ParseIcoDirectory(none, entries));
+  EXPECT_FALSE(icons::ParseGroupDirectory("", entries));
+}
+
+TEST(IconDirectory, LargestTakesTheLaterOfEqualWidthsAndClosestPrefersDepth) {
+  std::vector<icons::DirectoryEntry> entries(5);
+  const uint32_t widths[] = {16, 256, 48, 256, 32};
+  for (size_t i = 0; i < 5; ++i) entries[i].width = entries[i].height = widths[i];
+  EXPECT_EQ(icons::LargestEntry(entries), 3);
+  EXPECT_EQ(icons::LargestEntry({}), -1);
+  entries[4].bitCount = 8;
+  entries.push_back(entries[4]);
+  entries.back().bitCount = 32;
+  EXPECT_EQ(icons::ClosestEntry(entries, 32), 5);
+  EXPECT_EQ(icons::ClosestEntry(entries, 16), 0);
+  EXPECT_EQ(icons::ClosestEntry(entries, 41), 2);  // 48 is nearer than 32
+}
+
+TEST(DibDecoding, EveryDepthGivesTheColourAndTheMask) {
+  for (uint16_t bits : {1, 4, 8, 24}) {
+    SCOPED_TRACE(bits);
+    Bitmap bitmap;
+    ASSERT_TRUE(icons::DecodeDib(testsupport::DibIcon(16, bits, 0xFF336699), bitmap));
+    ASSERT_EQ(bitmap.width, 16u);
+    ASSERT_EQ(bitmap.height, 16u);
+    EXPECT_EQ(bitmap.pixels[0], 0u);                 // masked: transparent
+    EXPECT_EQ(bitmap.pixels[1], 0xFF336699u);        // row 0
+    EXPECT_EQ(bitmap.pixels[15 * 16 + 5], 0xFF336699u);
+  }
+}
+
+TEST(DibDecoding, ThirtyTwoBitsKeepAlphaAndFallBackToTheMaskWithoutIt) {
+  Bitmap bitmap;
+  ASSERT_TRUE(icons::DecodeDib(testsupport::DibIcon(32, 32, 0x80FF0000), bitmap));
+  EXPECT_EQ(bitmap.pixels[0], 0x80FF0000u);
+  // No alpha anywhere: the mask decides, and it marks nothing transparent.
+  ASSERT_TRUE(icons::DecodeDib(testsupport::DibIcon(32, 32, 0x0000FF00), bitmap));
+  EXPECT_EQ(bitmap.pixels[0], 0xFF00FF00u);
+}
+
+TEST(DibDecoding, HostileHeadersFailWithoutAllocating) {
+  Bitmap bitmap;
+  std::string dib = testsupport::DibIcon(16, 8, 0xFF000000);
+  EXPECT_FALSE(icons::DecodeDib(dib.substr(0, dib.size() - 16 * 4 - 40), bitmap));  // rows cut
+  auto with = [&](size_t at, uint32_t value) {
+    std::string copy = dib;
+    for (int i = 0; i < 4; ++i) copy[at + i] = static_cast<char>(value >> (8 * i));
+    return copy;
+  };
+  EXPECT_FALSE(icons::DecodeDib(with(4, 0), bitmap));          // 0 wide
+  EXPECT_FALSE(icons::DecodeDib(with(4, 65535), bitmap));      // 65535 wide
+  EXPECT_FALSE(icons::DecodeDib(with(8, 0x7FFFFFFF), bitmap));  // absurd height
+  EXPECT_FALSE(icons::DecodeDib(with(0, 0xFFFFFFF0), bitmap));  // header past the end
+  EXPECT_FALSE(icons::DecodeDib(with(16, 1), bitmap));         // run-length compressed
+  EXPECT_TRUE(bitmap.pixels.empty());
+}
+
+TEST(IcoWriter, WritesOneThirtyTwoBitImageThatReadsBack) {
+  Bitmap icon;
+  icon.width = icon.height = 32;
+  icon.pixels.assign(32 * 32, 0xFF0000FF);
+  icon.pixels[3] = 0;           // transparent
+  icon.pixels[40] = 0x7F00FF00;  // half
+  const std::string ico = icons::IcoFileBytes(icon);
+  std::vector<icons::DirectoryEntry> entries;
+  ASSERT_TRUE(icons::ParseIcoDirectory(ico, entries));
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].width, 32u);
+  EXPECT_EQ(entries[0].bitCount, 32);
+  EXPECT_EQ(entries[0].offset, 22u);
+  EXPECT_EQ(entries[0].size, ico.size() - 22);
+  EXPECT_EQ(ico.size(), 22u + 40 + 32 * 32 * 4 + 32 * 4);
+  Bitmap back;
+  ASSERT_TRUE(icons::DecodeDib(ico.substr(22), back));
+  EXPECT_EQ(back.pixels, icon.pixels);
+  // The mask marks exactly the transparent pixel: row 0 is the file's last.
+  const std::string lastMaskRow = ico.substr(ico.size() - 4);
+  EXPECT_EQ(lastMaskRow, std::string("\x10\0\0\0", 4));
+}
+
+Bitmap Filled(uint32_t size, uint32_t argb) {
+  Bitmap b;
+  b.width = b.height = size;
+  b.pixels.assign(static_cast<size_t>(size) * size, argb);
+  return b;
+}
+
+TEST(BicubicScaling, FlatImagesStayFlatAtEverySize) {
+  for (uint32_t size : {1u, 16u, 48u, 64u, 256u}) {
+    const Bitmap scaled = icons::ScaleBicubic(Filled(size, 0xFF4080C0), 64, 64);
+    ASSERT_EQ(scaled.pixels.size(), 64u * 64);
+    for (uint32_t p : scaled.pixels) ASSERT_EQ(p, 0xFF4080C0u) << size;
+  }
+}
+
+TEST(BicubicScaling, ShrinkingAveragesAndTransparencyLendsNoColour) {
+  // A one-pixel checkerboard shrunk four times is even grey, not aliasing.
+  Bitmap board = Filled(256, 0);
+  for (uint32_t y = 0; y < 256; ++y)
+    for (uint32_t x = 0; x < 256; ++x) board.pixels[y * 256 + x] = (x + y) % 2 ? 0xFFFFFFFF : 0xFF000000;
+  // (The mirrored edges repeat a pixel, so only the inside is even.)
+  const Bitmap grey = icons::ScaleBicubic(board, 64, 64);
+  for (uint32_t y = 2; y < 62; ++y) {
+    for (uint32_t x = 2; x < 62; ++x) {
+      const uint32_t p = grey.pixels[y * 64 + x];
+      ASSERT_NEAR(static_cast<int>(p & 0xFF), 128, 1);
+      ASSERT_EQ(p >> 24, 0xFFu);
+    }
+  }
+  // Red beside fully transparent black: the edge fades in alpha, stays red.
+  Bitmap half = Filled(32, 0);
+  for (uint32_t y = 0; y < 32; ++y)
+    for (uint32_t x = 0; x < 16; ++x) half.pixels[y * 32 + x] = 0xFFFF0000;
+  const Bitmap scaled = icons::ScaleBicubic(half, 64, 64);
+  for (uint32_t p : scaled.pixels) {
+    if (p >> 24) {
+      ASSERT_EQ(p & 0x00FFFFFF, 0x00FF0000u);
+    }
+  }
+  EXPECT_EQ(scaled.pixels[10 * 64 + 63], 0u);
+  EXPECT_EQ(scaled.pixels[10 * 64 + 0], 0xFFFF0000u);
+}
+
+}  // namespace

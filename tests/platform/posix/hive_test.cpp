@@ -1,0 +1,169 @@
+// What only the Linux hive reading does: hivex under the registry interface,
+// read-only, with the store's names, and never a crash on a damaged file.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "platform/common/regf.h"
+#include "platform/registry.h"
+#include "platform/text.h"
+#include "support/hive_fixture.h"
+#include "support/scratch.h"
+
+namespace reg = platform::registry;
+
+namespace {
+
+constexpr char kHiveText[] =
+    "Windows Registry Editor Version 5.00\n"
+    "[MACHINE\\SOFTWARE\\\xC3\x84rger]\n"                     // Ärger: Latin-1 on disk
+    "\"\xC3\x9Cn\xC3\xAF\"=\"\xC3\xA7" "a\"\n"                // "Ünï"="ça"
+    "[MACHINE\\SOFTWARE\\\xCE\xA9mega]\n"                     // Ωmega: UTF-16 on disk
+    "\"\xCE\xA3\"=dword:00000007\n"                           // "Σ"
+    "[MACHINE\\SOFTWARE\\Plain]\n";
+
+class LinuxHive : public ::testing::Test {
+ protected:
+  void SetUp() override { name_ = testsupport::UniqueHiveName(L"linux"); }
+  void TearDown() override { reg::UnloadHive(name_); }
+  std::wstring Key(const std::wstring& below) const {
+    return L"HKLM\\" + name_ + (below.empty() ? L"" : L"\\" + below);
+  }
+
+  testsupport::ScratchRegistry registry_{L"hive"};
+  testsupport::ScratchFolder folder_;
+  std::wstring name_;
+};
+
+TEST_F(LinuxHive, NamesBeyondAsciiMatchAsTheStoreMatchesThem) {
+  const std::wstring file = folder_ / L"names.dat";
+  testsupport::WriteHiveFixture(file, name_, kHiveText);
+  ASSERT_EQ(0u, reg::LoadHiveFile(name_, file));
+
+  reg::Key software;
+  ASSERT_EQ(0u, reg::OpenKey(Key(L"MACHINE\\SOFTWARE"), reg::kRead, software));
+  std::vector<std::wstring> names;
+  ASSERT_EQ(0u, reg::EnumSubKeys(software, names));
+  EXPECT_EQ((std::vector<std::wstring>{L"Plain", L"\u00C4rger", L"\u03A9mega"}), names);
+
+  reg::Key latin, greek;
+  ASSERT_EQ(0u, reg::OpenSubKey(software, L"\u00E4RGER", reg::kRead, latin));
+  ASSERT_EQ(0u, reg::OpenSubKey(software, L"\u03C9MEGA", reg::kRead, greek));
+  std::wstring text;
+  EXPECT_EQ(0u, reg::QueryString(latin, L"\u00FCN\u00CF", text));
+  EXPECT_EQ(L"\u00E7a", text);
+  uint32_t number = 0;
+  EXPECT_EQ(0u, reg::QueryDword(greek, L"\u03C3", number));
+  EXPECT_EQ(7u, number);
+  std::vector<reg::ValueEntry> values;
+  ASSERT_EQ(0u, reg::EnumValues(latin, values));
+  ASSERT_EQ(1u, values.size());
+  EXPECT_EQ(L"\u00DCn\u00EF", values[0].name);
+}
+
+TEST_F(LinuxHive, IsReadOnlyAndListedUnderTheMachineKey) {
+  const std::wstring file = folder_ / L"names.dat";
+  testsupport::WriteHiveFixture(file, name_, kHiveText);
+  ASSERT_EQ(0u, reg::LoadHiveFile(name_, file));
+
+  reg::Key plain;
+  ASSERT_EQ(0u, reg::OpenKey(Key(L"MACHINE\\SOFTWARE\\Plain"), reg::kAllAccess, plain));
+  EXPECT_EQ(5u, reg::SetString(plain, L"New", L"x"));
+  EXPECT_EQ(5u, reg::DeleteValue(plain, L"New"));
+  reg::Key child;
+  EXPECT_EQ(5u, reg::CreateSubKey(plain, L"Child", reg::kAllAccess, child));
+  bool created = true;
+  EXPECT_EQ(0u, reg::CreateKey(Key(L"MACHINE"), reg::kAllAccess, child, &created))
+      << "creating a key that is there opens it";
+  EXPECT_FALSE(created);
+  EXPECT_EQ(5u, reg::DeleteKeyTree(Key(L"MACHINE\\SOFTWARE\\Plain")));
+
+  reg::Key machine;
+  ASSERT_EQ(0u, reg::OpenKey(L"HKLM", reg::kRead, machine));
+  std::vector<std::wstring> names;
+  ASSERT_EQ(0u, reg::EnumSubKeys(machine, names));
+  EXPECT_NE(std::find(names.begin(), names.end(), name_), names.end());
+  uint32_t count = 0;
+  ASSERT_EQ(0u, reg::SubKeyCount(machine, count));
+  EXPECT_EQ(names.size(), count);
+}
+
+TEST_F(LinuxHive, AStoreKeyOfTheSameNameIsTaken) {
+  const std::wstring file = folder_ / L"names.dat";
+  testsupport::WriteHiveFixture(file, name_, kHiveText);
+  reg::Key key;
+  ASSERT_EQ(0u, reg::CreateKey(Key(L""), reg::kAllAccess, key));
+  EXPECT_EQ(183u, reg::LoadHiveFile(name_, file));
+  EXPECT_EQ(87u, reg::UnloadHive(name_)) << "a plain key is no hive to unload";
+  key.Close();
+  EXPECT_EQ(0u, reg::DeleteKeyTree(Key(L"")));
+}
+
+TEST_F(LinuxHive, TheSmallestEmptyHiveLoads) {
+  const std::wstring file = folder_ / L"empty.dat";
+  testsupport::WriteFile(file, platform::regf::EmptyHive("ROOT"));
+  ASSERT_EQ(0u, reg::LoadHiveFile(name_, file));
+  reg::Key root;
+  ASSERT_EQ(0u, reg::OpenKey(Key(L""), reg::kRead, root));
+  uint32_t count = 1;
+  EXPECT_EQ(0u, reg::SubKeyCount(root, count));
+  EXPECT_EQ(0u, count);
+  std::vector<reg::ValueEntry> values;
+  EXPECT_EQ(0u, reg::EnumValues(root, values));
+  EXPECT_TRUE(values.empty());
+}
+
+// Walks everything the registry interface shows of the loaded hive; every
+// call must end in success or a registry error code.
+void Walk(const reg::Key& key, int depth, size_t& visited) {
+  if (depth > 64 || ++visited > 10000) return;
+  std::vector<reg::ValueEntry> values;
+  const uint32_t valuesError = reg::EnumValues(key, values);
+  EXPECT_TRUE(valuesError == 0 || valuesError == 1015) << valuesError;
+  std::vector<std::wstring> names;
+  const uint32_t error = reg::EnumSubKeys(key, names);
+  EXPECT_TRUE(error == 0 || error == 1015) << error;
+  for (const auto& name : names) {
+    reg::Key child;
+    if (reg::OpenSubKey(key, name, reg::kRead, child) == 0) Walk(child, depth + 1, visited);
+  }
+}
+
+TEST_F(LinuxHive, DamagedFilesAreRefusedOrReadWithoutACrash) {
+  const std::wstring good = folder_ / L"good.dat";
+  testsupport::WriteHiveFixture(good, name_, kHiveText);
+  const std::string bytes = testsupport::ReadFile(good);
+  ASSERT_GT(bytes.size(), 8192u);
+  const std::wstring file = folder_ / L"damaged.dat";
+
+  // Cut short: the bins no longer reach the size the base block promises.
+  for (size_t size : {size_t{0}, size_t{100}, size_t{4096}, size_t{4096 + 32}, bytes.size() - 1}) {
+    testsupport::WriteFile(file, bytes.substr(0, size));
+    const uint32_t error = reg::LoadHiveFile(name_, file);
+    EXPECT_EQ(reg::kErrorNotRegistryFile, error) << "cut at " << size;
+    if (error == 0) reg::UnloadHive(name_);
+    reg::Key key;
+    EXPECT_EQ(2u, reg::OpenKey(Key(L""), reg::kRead, key)) << "a refused load leaves nothing";
+  }
+  // Single bytes changed all through the file, in a fixed pattern.
+  size_t loaded = 0;
+  for (size_t at = 0; at < bytes.size(); at += 61) {
+    std::string damaged = bytes;
+    damaged[at] = static_cast<char>(damaged[at] ^ (0x5A + at % 13));
+    testsupport::WriteFile(file, damaged);
+    const uint32_t error = reg::LoadHiveFile(name_, file);
+    ASSERT_TRUE(error == 0 || error == reg::kErrorNotRegistryFile) << at << ": " << error;
+    if (error != 0) continue;
+    ++loaded;
+    reg::Key root;
+    if (reg::OpenKey(Key(L""), reg::kRead, root) == 0) {
+      size_t visited = 0;
+      Walk(root, 0, visited);
+    }
+    root.Close();
+    ASSERT_EQ(0u, reg::UnloadHive(name_));
+  }
+  EXPECT_GT(loaded, 0u) << "damage to unused bytes still loads";
+}
+
+}  // namespace

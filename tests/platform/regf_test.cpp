@@ -1,0 +1,108 @@
+// The empty hive the project writes itself, and the key tree hives are
+// built from.
+#include <gtest/gtest.h>
+
+#include "platform/common/regf.h"
+#include "platform/common/regfile.h"
+#include "platform/text.h"
+
+namespace regf = platform::regf;
+
+namespace {
+
+uint32_t U32(const std::string& b, size_t at) {
+  return static_cast<uint32_t>(static_cast<unsigned char>(b[at])) |
+         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 1])) << 8 |
+         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 2])) << 16 |
+         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 3])) << 24;
+}
+
+TEST(EmptyHive, BaseBlockAndOneBinOfCells) {
+  const std::string hive = regf::EmptyHive("ROOT");
+  ASSERT_EQ(8192u, hive.size());
+  EXPECT_EQ("regf", hive.substr(0, 4));
+  EXPECT_EQ(U32(hive, 4), U32(hive, 8)) << "sequence numbers agree: no half-written hive";
+  EXPECT_EQ(4096u, U32(hive, 0x28)) << "one bin of hive data";
+  EXPECT_EQ(regf::BaseBlockChecksum(hive.substr(0, 4096)), U32(hive, 0x1FC));
+
+  const size_t bin = 4096;
+  EXPECT_EQ("hbin", hive.substr(bin, 4));
+  EXPECT_EQ(4096u, U32(hive, bin + 8));
+
+  // The cells fill the bin exactly: used ones negative, the free rest positive.
+  size_t at = 32;
+  std::vector<std::string> used;
+  while (at < 4096) {
+    const int32_t size = static_cast<int32_t>(U32(hive, bin + at));
+    ASSERT_NE(0, size);
+    const size_t length = static_cast<size_t>(size < 0 ? -size : size);
+    EXPECT_EQ(0u, length % 8) << "cells are 8-byte aligned";
+    if (size < 0) used.push_back(hive.substr(bin + at + 4, 2));
+    at += length;
+  }
+  EXPECT_EQ(4096u, at);
+  EXPECT_EQ((std::vector<std::string>{"nk", "sk"}), used);
+
+  EXPECT_EQ(32u, U32(hive, 0x24)) << "the root key is the bin's first cell";
+}
+
+TEST(EmptyHive, ChecksumAvoidsTheTwoReservedValues) {
+  std::string block(4096, '\0');
+  EXPECT_EQ(1u, regf::BaseBlockChecksum(block));
+  block[0] = block[1] = block[2] = block[3] = '\xFF';
+  EXPECT_EQ(0xFFFFFFFEu, regf::BaseBlockChecksum(block));
+  block[4] = '\x10';
+  EXPECT_EQ(0xFFFFFFEFu, regf::BaseBlockChecksum(block));
+  block[508] = '\x55';  // the checksum's own place does not count
+  EXPECT_EQ(0xFFFFFFEFu, regf::BaseBlockChecksum(block));
+}
+
+bool Build(const std::string& text, regf::TreeKey& root, platform::regfile::ParseError& error) {
+  std::vector<platform::regfile::Operation> operations;
+  return platform::regfile::Parse(text, operations, error) &&
+         regf::BuildTree(operations, root, error);
+}
+
+TEST(HiveTree, KeysSortedValuesInOrderDeletionsCarriedOut) {
+  regf::TreeKey root;
+  platform::regfile::ParseError error;
+  ASSERT_TRUE(Build("Windows Registry Editor Version 5.00\n"
+                    "[MACHINE\\b]\n"
+                    "\"z\"=\"1\"\n"
+                    "\"a\"=\"2\"\n"
+                    "[MACHINE\\A_]\n"
+                    "[MACHINE\\ab\\gone]\n"
+                    "[machine\\B]\n"
+                    "\"Z\"=dword:00000005\n"
+                    "\"a\"=-\n"
+                    "[-MACHINE\\ab\\gone]\n"
+                    "[-MACHINE\\never\\there]\n",
+                    root, error))
+      << platform::ToUtf8(error.message);
+  ASSERT_EQ(1u, root.children.size());
+  const auto& machine = root.children[0];
+  EXPECT_EQ(L"MACHINE", machine.name) << "the first spelling stays";
+  ASSERT_EQ(3u, machine.children.size());
+  EXPECT_EQ(L"ab", machine.children[0].name) << "AB before A_, as the registry orders";
+  EXPECT_TRUE(machine.children[0].children.empty());
+  EXPECT_EQ(L"A_", machine.children[1].name);
+  const auto& b = machine.children[2];
+  ASSERT_EQ(1u, b.values.size());
+  EXPECT_EQ(L"z", b.values[0].name) << "a value set again keeps its name and place";
+  EXPECT_EQ(platform::registry::kDword, b.values[0].type);
+}
+
+TEST(HiveTree, NamesTheLineOfANameTheRegistryRefuses) {
+  regf::TreeKey root;
+  platform::regfile::ParseError error;
+  EXPECT_FALSE(Build("Windows Registry Editor Version 5.00\n\n[MACHINE\\A\\]\n", root, error));
+  EXPECT_EQ(3u, error.line);
+  EXPECT_EQ(L"line 3: [MACHINE\\A\\] has an empty key name", error.message);
+  EXPECT_FALSE(Build("Windows Registry Editor Version 5.00\n[MACHINE\\" + std::string(256, 'k') +
+                         "]\n",
+                     root, error));
+  EXPECT_EQ(2u, error.line);
+  EXPECT_NE(std::wstring::npos, error.message.find(L"longer than 255"));
+}
+
+}  // namespace
