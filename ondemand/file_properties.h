@@ -7,7 +7,6 @@
 
 // The string value of the file's first translation (its first
 // "\VarFileInfo\Translation" pair names the table of "\StringFileInfo").
-// Returns 0, or
-// the failure as an HRESULT of facility Win32 (0x8007xxxx); value is then
-// empty.
+// Returns 0, or the failure as an HRESULT of facility Win32 (0x8007xxxx);
+// value is then empty.
 uint32_t GetFilePropertyData(const std::wstring& file, const std::wstring& property, std::wstring& value);
