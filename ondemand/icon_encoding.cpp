@@ -164,7 +164,9 @@ bool GetIconGroupPng(const std::wstring& modulePath, int index, std::string& png
   std::sort(ids.begin(), ids.end());
 
   std::string group;
-  if (index == 0 && !names.empty()) {
+  const bool byName = index == 0 && !names.empty();
+  int groupId = 0;
+  if (byName) {
     if (uint32_t error = module.FindGroupIcon(names.front(), group)) {
       PrintLog(L"ERROR: failed to find icongroup rsrc name (%s) in module: %s, Error: 0x%x\n", names.front().c_str(),
                path.c_str(), error);
@@ -184,6 +186,7 @@ bool GetIconGroupPng(const std::wstring& modulePath, int index, std::string& png
                ids.size(), path.c_str());
       return false;
     }
+    groupId = ids[position];
     if (uint32_t error = module.FindGroupIcon(ids[position], group)) {
       PrintLog(L"ERROR: failed to find icongroup rsrc id (%d) in module: %s, Error: 0x%x\n",
                static_cast<int>(ids[position]), path.c_str(), error);
@@ -193,7 +196,14 @@ bool GetIconGroupPng(const std::wstring& modulePath, int index, std::string& png
 
   std::vector<platform::icons::DirectoryEntry> entries;
   if (!platform::icons::ParseGroupDirectory(group, entries)) {
-    PrintLog(L"ERROR: failed to find icongroup rsrc id (%d) in module: %s, Error: 0x%x\n", 0, path.c_str(), 13u);
+    // A group directory that does not read counts as a group not found.
+    constexpr uint32_t kErrorInvalidData = 13;
+    if (byName)
+      PrintLog(L"ERROR: failed to find icongroup rsrc name (%s) in module: %s, Error: 0x%x\n", names.front().c_str(),
+               path.c_str(), kErrorInvalidData);
+    else
+      PrintLog(L"ERROR: failed to find icongroup rsrc id (%d) in module: %s, Error: 0x%x\n", groupId, path.c_str(),
+               kErrorInvalidData);
     return false;
   }
   const int id = entries[static_cast<size_t>(platform::icons::LargestEntry(entries))].id;

@@ -22,7 +22,7 @@ TEST(Md5, KnownDigests) {
   EXPECT_EQ(GetMD5Hash(std::string(1000000, 'a')), L"7707d6ae4e027c70eea2a935c2296f21");
 }
 
-TEST(LaunchId, HexOfTheUtf8DigestSplit84441) {
+TEST(LaunchId, HexOfTheUtf8DigestInGuidShape) {
   EXPECT_EQ(GetMD5HashGuid(L"abc"), L"{90015098-3cd2-4fb0-d696-3f7d28e17f72}");
   EXPECT_EQ(GetMD5HashGuid(L"C:\\Program Files\\Tellurex\\App\\app.exe"), L"{ed42fbfb-2095-5137-420a-e2f3a3780886}");
   EXPECT_EQ(GetMD5HashGuid(L"C:\\Users\\Public\\Desktop\\Caf\u00e9.lnk"), L"{d4cb82c2-44cd-3cf9-c63a-14c882551899}");

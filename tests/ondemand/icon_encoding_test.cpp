@@ -143,6 +143,14 @@ TEST_F(IconEncoding, BrokenImageIsLoggedWithItsId) {
       << platform::ToUtf8(text);
   const std::wstring last = L"PrintLog@655: ERROR: failed to create png icon for id (9) in module: " + module + L"\n\n";
   EXPECT_EQ(text.substr(text.size() - last.size()), last);
+
+  // A group directory that does not read (a cursor directory, type 2).
+  std::string cursor = testsupport::GroupIcon({{32, 24, "x", 9}});
+  cursor[2] = 2;
+  const std::wstring cursors = Write(L"cursor.dll", testsupport::BuildPe({{pe::kTypeGroupIcon, {}, 4, 0, cursor}}));
+  EXPECT_FALSE(GetIconGroupPng(cursors, 0, png));
+  EXPECT_EQ(log_.Text().substr(text.size()),
+            L"PrintLog@655: ERROR: failed to find icongroup rsrc id (4) in module: " + cursors + L", Error: 0xd\n\n");
 }
 
 TEST_F(IconEncoding, ModulesWithoutIconsAndFilesThatAreNoModules) {

@@ -1,0 +1,12 @@
+// Version-resource texts of a program file, as the shortcut data shows them
+// (publisher, product version).
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// The string value of the file's first translation (its first
+// "\VarFileInfo\Translation" pair names the table of "\StringFileInfo").
+// Returns 0, or the failure as an HRESULT of facility Win32 (0x8007xxxx);
+// value is then empty.
+uint32_t GetFilePropertyData(const std::wstring& file, const std::wstring& property, std::wstring& value);
