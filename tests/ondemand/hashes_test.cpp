@@ -5,7 +5,7 @@
 #include "ondemand/hashes.h"
 #include "platform/crypto.h"
 #include "platform/text.h"
-#include "tests/ondemand/log_capture.h"
+#include "support/scratch.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ TEST(LaunchId, HexOfTheUtf8DigestInGuidShape) {
 }
 
 TEST(LaunchId, EmptyTextIsLoggedAndGivesNothing) {
-  testsupport::LogCapture log;
+  testsupport::ScratchLog log;
   EXPECT_EQ(GetMD5HashGuid(L""), L"");
   EXPECT_EQ(log.Text(), L"PrintLog@655: GetMD5HashGuid: Invalid argument passed - sstrData\n\n");
 }

@@ -8,7 +8,7 @@
 #include "platform/imaging.h"
 #include "platform/text.h"
 #include "support/icon_fixtures.h"
-#include "tests/ondemand/log_capture.h"
+#include "support/scratch.h"
 
 namespace {
 
@@ -44,7 +44,7 @@ class IconEncoding : public testing::Test {
     return Colour(ok, png);
   }
   testsupport::ScratchFolder folder_;
-  testsupport::LogCapture log_;
+  testsupport::ScratchLog log_;
 };
 
 TEST_F(IconEncoding, ExecutableSignature) {

@@ -4,7 +4,7 @@
 
 #include "ondemand/zip.h"
 #include "platform/process.h"
-#include "tests/ondemand/log_capture.h"
+#include "support/scratch.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ TEST(ExpandedString, ReferencesAreReplacedAndUnknownOnesKept) {
 }
 
 TEST(ExpandedString, EmptyTextIsLogged) {
-  testsupport::LogCapture log;
+  testsupport::ScratchLog log;
   std::wstring text = L"x";
   EXPECT_FALSE(GetExpandedString(L"", text));
   EXPECT_EQ(text, L"");
@@ -40,7 +40,7 @@ TEST(ArchiverFolder, UnsetAgentVariableStaysUnexpanded) {
 }
 
 TEST(ZipFileChecks, EmptyPathsAreRefusedBeforeAnythingRuns) {
-  testsupport::LogCapture log;
+  testsupport::ScratchLog log;
   EXPECT_FALSE(ZipFile(L"", L"out.zip"));
   EXPECT_FALSE(ZipFile(L"in.json", L""));
   EXPECT_EQ(log.Text(), L"PrintLog@655: ERROR: Invalid parameter - sstrInputPath.\n\n"

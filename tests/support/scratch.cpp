@@ -196,19 +196,10 @@ std::vector<std::wstring> ScratchLog::Messages() {
   return texts;
 }
 
-std::wstring LogTextWithoutStamps(const std::wstring& logPath) {
-  const std::string bytes = ReadFile(logPath);
-  if (bytes.size() < 2) return {};
-  const std::wstring text = platform::FromUtf16Le(std::string_view(bytes).substr(2));
-  std::wstring result;
-  for (size_t at = 0; at < text.size();) {
-    if (text[at] == L'[' && HasStamp(text.substr(at, 30))) {
-      at += 30;
-    } else {
-      result.push_back(text[at++]);
-    }
-  }
-  return result;
+std::wstring ScratchLog::Text() {
+  std::wstring text;
+  for (const auto& entry : Entries()) text += entry;
+  return text;
 }
 
 std::wstring WithoutSource(const std::wstring& line) {

@@ -73,9 +73,6 @@ std::vector<std::wstring> ValueNames(const platform::registry::Key& key);
 // The log's lines with their stamps checked and removed; fails the current
 // test when the file does not start with FF FE or a line lacks its stamp.
 std::vector<std::wstring> LogLines(const std::wstring& logPath);
-// The log's whole text with every stamp taken out, for messages that end in
-// line breaks of their own.
-std::wstring LogTextWithoutStamps(const std::wstring& logPath);
 // "[yyyy-mm-dd hh:mm:ss.mmm UTC] " at the start of text.
 bool HasStamp(const std::wstring& text);
 // The log's writes, one per stamp, with the stamps checked and removed and
@@ -94,6 +91,8 @@ class ScratchLog {
   std::vector<std::wstring> Entries();
   // The same without their "function@line: ".
   std::vector<std::wstring> Messages();
+  // Everything written so far, stamps removed.
+  std::wstring Text();
 
  private:
   ScratchFolder agent_;

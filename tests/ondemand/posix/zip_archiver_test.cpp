@@ -10,7 +10,7 @@
 #include "platform/process.h"
 #include "platform/text.h"
 #include "support/programs.h"
-#include "tests/ondemand/log_capture.h"
+#include "support/scratch.h"
 
 namespace {
 
@@ -53,7 +53,7 @@ testsupport::ScopedEnv* ZipArchiver::thagent_ = nullptr;
 
 TEST_F(ZipArchiver, ArchiveHoldsTheInputAndPassesTheArchiversTest) {
   LinkSystemArchiver();
-  testsupport::LogCapture log;
+  testsupport::ScratchLog log;
   ASSERT_EQ(mkdir(Native(work_ / L"meta data").c_str(), 0755), 0);
   const std::wstring input = work_ / L"meta data\\metadata.json";
   testsupport::WriteFile(input, "{\"name\":\"Kestrel\"}");
@@ -84,7 +84,7 @@ TEST_F(ZipArchiver, ArchiveHoldsTheInputAndPassesTheArchiversTest) {
 
 TEST_F(ZipArchiver, WarningsExitCodeOneIsAFailure) {
   StandIn(1);
-  testsupport::LogCapture log;
+  testsupport::ScratchLog log;
   const std::wstring input = work_ / L"in.json";
   testsupport::WriteFile(input, "{}");
   EXPECT_FALSE(ZipFile(input, work_ / L"out.zip"));
@@ -96,7 +96,7 @@ TEST_F(ZipArchiver, WarningsExitCodeOneIsAFailure) {
 
 TEST_F(ZipArchiver, MissingArchiverFailsToStart) {
   unlink(Archiver().c_str());
-  testsupport::LogCapture log;
+  testsupport::ScratchLog log;
   const std::wstring input = work_ / L"in.json";
   testsupport::WriteFile(input, "{}");
   EXPECT_FALSE(ZipFile(input, work_ / L"out.zip"));

@@ -9,7 +9,7 @@
 #include "platform/files.h"
 #include "platform/text.h"
 #include "support/programs.h"
-#include "tests/ondemand/log_capture.h"
+#include "support/scratch.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ TEST(ZipLaunch, NonZeroExitIsAFailureAndTheLaunchIsLogged) {
   ASSERT_EQ(platform::CopyFileTo(testsupport::BuiltProgram(L"kestrel"), agent / L"libs\\7z.exe", false), 0u);
   ASSERT_EQ(Get7ZipExePath(), agent.path() + L"\\libs\\7z.exe");
 
-  testsupport::LogCapture log;
+  testsupport::ScratchLog log;
   const std::wstring input = agent / L"in put.json";
   testsupport::WriteFile(input, "{}");
   const std::wstring output = agent / L"META_JSON.ZIP";
