@@ -1,5 +1,6 @@
 #include "platform/common/icon_format.h"
 
+#include "platform/common/little_endian.h"
 #include "platform/files.h"
 
 #include <algorithm>
@@ -10,40 +11,26 @@
 namespace platform::icons {
 namespace {
 
-uint16_t U16(std::string_view b, size_t at) {
-  return static_cast<uint16_t>(static_cast<uint8_t>(b[at]) | static_cast<uint8_t>(b[at + 1]) << 8);
-}
-uint32_t U32(std::string_view b, size_t at) { return U16(b, at) | static_cast<uint32_t>(U16(b, at + 2)) << 16; }
-
-void Put16(std::string& out, uint16_t v) {
-  out.push_back(static_cast<char>(v & 0xFF));
-  out.push_back(static_cast<char>(v >> 8));
-}
-void Put32(std::string& out, uint32_t v) {
-  Put16(out, static_cast<uint16_t>(v));
-  Put16(out, static_cast<uint16_t>(v >> 16));
-}
-
 // Larger icons than this exist nowhere; the limit bounds what a hostile
 // header can make us allocate.
 constexpr uint32_t kMaxSide = 1024;
 
 bool ParseDirectory(std::string_view b, size_t entrySize, std::vector<DirectoryEntry>& entries) {
   entries.clear();
-  if (b.size() < 6 || U16(b, 0) != 0 || U16(b, 2) != 1) return false;
-  const size_t count = U16(b, 4);
+  if (b.size() < 6 || le::Get16(b, 0) != 0 || le::Get16(b, 2) != 1) return false;
+  const size_t count = le::Get16(b, 4);
   if (count == 0 || (b.size() - 6) / entrySize < count) return false;
   for (size_t i = 0; i < count; ++i) {
     const size_t e = 6 + i * entrySize;
     DirectoryEntry entry;
     entry.width = static_cast<uint8_t>(b[e]) ? static_cast<uint8_t>(b[e]) : 256;
     entry.height = static_cast<uint8_t>(b[e + 1]) ? static_cast<uint8_t>(b[e + 1]) : 256;
-    entry.bitCount = U16(b, e + 6);
-    entry.size = U32(b, e + 8);
+    entry.bitCount = le::Get16(b, e + 6);
+    entry.size = le::Get32(b, e + 8);
     if (entrySize == 14)
-      entry.id = U16(b, e + 12);
+      entry.id = le::Get16(b, e + 12);
     else
-      entry.offset = U32(b, e + 12);
+      entry.offset = le::Get32(b, e + 12);
     entries.push_back(entry);
   }
   return true;
@@ -92,13 +79,13 @@ bool IsPng(std::string_view bytes) {
 bool DecodeDib(std::string_view b, imaging::Bitmap& bitmap) {
   bitmap = imaging::Bitmap{};
   if (b.size() < 40) return false;
-  const uint32_t headerSize = U32(b, 0);
+  const uint32_t headerSize = le::Get32(b, 0);
   if (headerSize < 40 || headerSize > b.size()) return false;
-  const int32_t width = static_cast<int32_t>(U32(b, 4));
-  const int32_t doubledHeight = static_cast<int32_t>(U32(b, 8));
-  const uint16_t bits = U16(b, 14);
-  const uint32_t compression = U32(b, 16);
-  uint32_t colorsUsed = U32(b, 32);
+  const int32_t width = static_cast<int32_t>(le::Get32(b, 4));
+  const int32_t doubledHeight = static_cast<int32_t>(le::Get32(b, 8));
+  const uint16_t bits = le::Get16(b, 14);
+  const uint32_t compression = le::Get32(b, 16);
+  uint32_t colorsUsed = le::Get32(b, 32);
   // Icon images hold the colour rows and the mask rows: twice the height.
   if (width <= 0 || doubledHeight < 2 || static_cast<uint32_t>(width) > kMaxSide ||
       static_cast<uint32_t>(doubledHeight / 2) > kMaxSide)
@@ -119,7 +106,7 @@ bool DecodeDib(std::string_view b, imaging::Bitmap& bitmap) {
     // Bit fields follow a plain 40-byte header; longer headers hold them.
     const size_t from = headerSize == 40 ? at : 40;
     if (from + 12 > b.size()) return false;
-    for (int i = 0; i < 3; ++i) masks[i] = U32(b, from + 4 * static_cast<size_t>(i));
+    for (int i = 0; i < 3; ++i) masks[i] = le::Get32(b, from + 4 * static_cast<size_t>(i));
     if (headerSize == 40) at += 12;
   }
   std::vector<uint32_t> palette;
@@ -127,7 +114,7 @@ bool DecodeDib(std::string_view b, imaging::Bitmap& bitmap) {
     const uint32_t maxColors = 1u << bits;
     if (colorsUsed == 0 || colorsUsed > maxColors) colorsUsed = maxColors;
     if (at + static_cast<size_t>(colorsUsed) * 4 > b.size()) return false;
-    for (uint32_t i = 0; i < colorsUsed; ++i) palette.push_back(U32(b, at + i * 4) & 0xFFFFFF);
+    for (uint32_t i = 0; i < colorsUsed; ++i) palette.push_back(le::Get32(b, at + i * 4) & 0xFFFFFF);
     palette.resize(maxColors, 0);
     at += static_cast<size_t>(colorsUsed) * 4;
   }
@@ -165,7 +152,7 @@ bool DecodeDib(std::string_view b, imaging::Bitmap& bitmap) {
           argb = palette[static_cast<uint8_t>(b[row + x])];
           break;
         case 16: {
-          const uint32_t v = U16(b, row + x * 2);
+          const uint32_t v = le::Get16(b, row + x * 2);
           argb = channel(v, masks[0]) << 16 | channel(v, masks[1]) << 8 | channel(v, masks[2]);
           break;
         }
@@ -175,7 +162,7 @@ bool DecodeDib(std::string_view b, imaging::Bitmap& bitmap) {
                  static_cast<uint32_t>(static_cast<uint8_t>(b[row + x * 3 + 2])) << 16;
           break;
         case 32: {
-          const uint32_t v = U32(b, row + x * 4);
+          const uint32_t v = le::Get32(b, row + x * 4);
           argb = channel(v, masks[0]) << 16 | channel(v, masks[1]) << 8 | channel(v, masks[2]) | (v & 0xFF000000u);
           if (v & 0xFF000000u) anyAlpha = true;
           break;
@@ -311,31 +298,31 @@ std::string IcoFileBytes(const imaging::Bitmap& bitmap) {
   const uint32_t imageSize = static_cast<uint32_t>(40 + static_cast<size_t>(w) * h * 4 + maskStride * h);
   std::string out;
   out.reserve(22 + imageSize);
-  Put16(out, 0);
-  Put16(out, 1);
-  Put16(out, 1);
+  le::Append16(out, 0);
+  le::Append16(out, 1);
+  le::Append16(out, 1);
   out.push_back(static_cast<char>(w >= 256 ? 0 : w));
   out.push_back(static_cast<char>(h >= 256 ? 0 : h));
   out.push_back(0);  // colour count: none below 8 bits
   out.push_back(0);
-  Put16(out, 1);   // planes
-  Put16(out, 32);  // bits
-  Put32(out, imageSize);
-  Put32(out, 22);
+  le::Append16(out, 1);   // planes
+  le::Append16(out, 32);  // bits
+  le::Append32(out, imageSize);
+  le::Append32(out, 22);
   // BITMAPINFOHEADER, height doubled for the mask.
-  Put32(out, 40);
-  Put32(out, w);
-  Put32(out, h * 2);
-  Put16(out, 1);
-  Put16(out, 32);
-  Put32(out, 0);
-  Put32(out, static_cast<uint32_t>(static_cast<size_t>(w) * h * 4 + maskStride * h));
-  Put32(out, 0);
-  Put32(out, 0);
-  Put32(out, 0);
-  Put32(out, 0);
+  le::Append32(out, 40);
+  le::Append32(out, w);
+  le::Append32(out, h * 2);
+  le::Append16(out, 1);
+  le::Append16(out, 32);
+  le::Append32(out, 0);
+  le::Append32(out, static_cast<uint32_t>(static_cast<size_t>(w) * h * 4 + maskStride * h));
+  le::Append32(out, 0);
+  le::Append32(out, 0);
+  le::Append32(out, 0);
+  le::Append32(out, 0);
   for (uint32_t y = h; y-- > 0;)
-    for (uint32_t x = 0; x < w; ++x) Put32(out, bitmap.pixels[static_cast<size_t>(y) * w + x]);
+    for (uint32_t x = 0; x < w; ++x) le::Append32(out, bitmap.pixels[static_cast<size_t>(y) * w + x]);
   for (uint32_t y = h; y-- > 0;) {
     std::string row(maskStride, '\0');
     for (uint32_t x = 0; x < w; ++x)

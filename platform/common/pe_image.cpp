@@ -1,15 +1,11 @@
 #include "platform/common/pe_image.h"
 
+#include "platform/common/little_endian.h"
 #include <algorithm>
 #include <cstring>
 
 namespace platform::pe {
 namespace {
-
-uint16_t U16(std::string_view b, size_t at) {
-  return static_cast<uint16_t>(static_cast<uint8_t>(b[at]) | static_cast<uint8_t>(b[at + 1]) << 8);
-}
-uint32_t U32(std::string_view b, size_t at) { return U16(b, at) | static_cast<uint32_t>(U16(b, at + 2)) << 16; }
 
 bool Fits(size_t size, size_t at, size_t length) { return at <= size && length <= size - at; }
 
@@ -30,14 +26,14 @@ uint32_t Image::Parse(std::string_view bytes) {
   sections_.clear();
   hasResources_ = false;
   const std::string_view b = bytes_;
-  if (!Fits(b.size(), 0, 0x40) || U16(b, 0) != 0x5A4D) return kErrorBadExeFormat;
-  const uint32_t pe = U32(b, 0x3C);
-  if (!Fits(b.size(), pe, 24) || U32(b, pe) != 0x00004550) return kErrorBadExeFormat;
-  const uint16_t sectionCount = U16(b, pe + 6);
-  const uint16_t optionalSize = U16(b, pe + 20);
+  if (!Fits(b.size(), 0, 0x40) || le::Get16(b, 0) != 0x5A4D) return kErrorBadExeFormat;
+  const uint32_t pe = le::Get32(b, 0x3C);
+  if (!Fits(b.size(), pe, 24) || le::Get32(b, pe) != 0x00004550) return kErrorBadExeFormat;
+  const uint16_t sectionCount = le::Get16(b, pe + 6);
+  const uint16_t optionalSize = le::Get16(b, pe + 20);
   const size_t optional = pe + 24;
   if (!Fits(b.size(), optional, optionalSize) || optionalSize < 2) return kErrorBadExeFormat;
-  const uint16_t magic = U16(b, optional);
+  const uint16_t magic = le::Get16(b, optional);
   size_t directories, countAt;
   if (magic == 0x10b) {
     countAt = optional + 92;
@@ -52,12 +48,12 @@ uint32_t Image::Parse(std::string_view bytes) {
   if (!Fits(b.size(), sectionTable, static_cast<size_t>(sectionCount) * 40)) return kErrorBadExeFormat;
   for (uint16_t i = 0; i < sectionCount; ++i) {
     const size_t s = sectionTable + static_cast<size_t>(i) * 40;
-    sections_.push_back({U32(b, s + 12), U32(b, s + 8), U32(b, s + 20), U32(b, s + 16)});
+    sections_.push_back({le::Get32(b, s + 12), le::Get32(b, s + 8), le::Get32(b, s + 20), le::Get32(b, s + 16)});
   }
   // A header too short for the resource entry means the image has none.
-  if (countAt + 4 > sectionTable || U32(b, countAt) < 3 || directories + 3 * 8 > sectionTable) return 0;
-  const uint32_t rva = U32(b, directories + 16);
-  const uint32_t size = U32(b, directories + 20);
+  if (countAt + 4 > sectionTable || le::Get32(b, countAt) < 3 || directories + 3 * 8 > sectionTable) return 0;
+  const uint32_t rva = le::Get32(b, directories + 16);
+  const uint32_t size = le::Get32(b, directories + 20);
   if (rva == 0 || size == 0) return 0;
   size_t offset = 0;
   if (!RvaToOffset(rva, 16, offset)) return 0;
@@ -86,15 +82,15 @@ bool Image::ReadDirectory(uint32_t offset, std::vector<Entry>& entries) const {
   entries.clear();
   if (!Fits(resourceSize_, offset, 16)) return false;
   const std::string_view r(bytes_.data() + resourceOffset_, resourceSize_);
-  const size_t count = static_cast<size_t>(U16(r, offset + 12)) + U16(r, offset + 14);
+  const size_t count = static_cast<size_t>(le::Get16(r, offset + 12)) + le::Get16(r, offset + 14);
   // Entries past the end are dropped, so an absurd count costs nothing.
   const size_t available = (resourceSize_ - offset - 16) / 8;
   const size_t n = std::min(count, available);
   entries.reserve(n);
   for (size_t i = 0; i < n; ++i) {
     const size_t e = offset + 16 + i * 8;
-    const uint32_t name = U32(r, e);
-    const uint32_t data = U32(r, e + 4);
+    const uint32_t name = le::Get32(r, e);
+    const uint32_t data = le::Get32(r, e + 4);
     Entry entry{};
     entry.isId = (name & 0x80000000u) == 0;
     entry.id = static_cast<uint16_t>(name);
@@ -109,11 +105,11 @@ bool Image::ReadDirectory(uint32_t offset, std::vector<Entry>& entries) const {
 std::wstring Image::EntryName(const Entry& entry) const {
   if (!Fits(resourceSize_, entry.nameOffset, 2)) return {};
   const std::string_view r(bytes_.data() + resourceOffset_, resourceSize_);
-  size_t length = U16(r, entry.nameOffset);
+  size_t length = le::Get16(r, entry.nameOffset);
   length = std::min(length, (resourceSize_ - entry.nameOffset - 2) / 2);
   std::wstring name;
   name.reserve(length);
-  for (size_t i = 0; i < length; ++i) name.push_back(static_cast<wchar_t>(U16(r, entry.nameOffset + 2 + i * 2)));
+  for (size_t i = 0; i < length; ++i) name.push_back(static_cast<wchar_t>(le::Get16(r, entry.nameOffset + 2 + i * 2)));
   return name;
 }
 
@@ -173,8 +169,8 @@ uint32_t Image::Find(uint16_t type, const ResourceName& name, std::string_view& 
   if (!Fits(resourceSize_, leaf, 16)) return kErrorResourceDataNotFound;
   const std::string_view r(bytes_.data() + resourceOffset_, resourceSize_);
   size_t at = 0;
-  const uint32_t size = U32(r, leaf + 4);
-  if (!RvaToOffset(U32(r, leaf), size, at)) return kErrorResourceDataNotFound;
+  const uint32_t size = le::Get32(r, leaf + 4);
+  if (!RvaToOffset(le::Get32(r, leaf), size, at)) return kErrorResourceDataNotFound;
   data = std::string_view(bytes_.data() + at, size);
   return 0;
 }
@@ -188,12 +184,12 @@ uint32_t Image::StringResource(uint32_t id, std::wstring& text) const {
   size_t at = 0;
   for (uint32_t i = 0; i < 16; ++i) {
     if (!Fits(block.size(), at, 2)) return kErrorResourceNameNotFound;
-    const size_t length = U16(block, at);
+    const size_t length = le::Get16(block, at);
     at += 2;
     if (!Fits(block.size(), at, length * 2)) return kErrorResourceNameNotFound;
     if (i == id % 16) {
       if (length == 0) return kErrorResourceNameNotFound;
-      for (size_t k = 0; k < length; ++k) text.push_back(static_cast<wchar_t>(U16(block, at + k * 2)));
+      for (size_t k = 0; k < length; ++k) text.push_back(static_cast<wchar_t>(le::Get16(block, at + k * 2)));
       return 0;
     }
     at += length * 2;
@@ -217,16 +213,16 @@ struct Node {
 
 bool ReadNode(std::string_view b, size_t at, size_t limit, Node& node) {
   if (!Fits(limit, at, 6)) return false;
-  const size_t length = U16(b, at);
+  const size_t length = le::Get16(b, at);
   if (length < 6 || at + length > limit) return false;
   node.start = at;
   node.end = at + length;
-  const size_t valueLength = U16(b, at + 2);
-  node.textValue = U16(b, at + 4) == 1;
+  const size_t valueLength = le::Get16(b, at + 2);
+  node.textValue = le::Get16(b, at + 4) == 1;
   size_t p = at + 6;
   node.key.clear();
-  while (p + 2 <= node.end && U16(b, p) != 0) {
-    node.key.push_back(static_cast<wchar_t>(U16(b, p)));
+  while (p + 2 <= node.end && le::Get16(b, p) != 0) {
+    node.key.push_back(static_cast<wchar_t>(le::Get16(b, p)));
     p += 2;
   }
   p = Align4(p + 2);
@@ -252,30 +248,30 @@ bool ParseVersionInfo(std::string_view b, VersionInfo& info) {
   info = VersionInfo{};
   Node root{};
   if (!ReadNode(b, 0, b.size(), root) || root.key != L"VS_VERSION_INFO") return false;
-  if (root.valueLength >= 52 && U32(b, root.valueAt) == 0xFEEF04BDu) {
+  if (root.valueLength >= 52 && le::Get32(b, root.valueAt) == 0xFEEF04BDu) {
     info.hasFixed = true;
     const size_t v = root.valueAt;
-    info.fileVersion[0] = U16(b, v + 10);
-    info.fileVersion[1] = U16(b, v + 8);
-    info.fileVersion[2] = U16(b, v + 14);
-    info.fileVersion[3] = U16(b, v + 12);
-    info.productVersion[0] = U16(b, v + 18);
-    info.productVersion[1] = U16(b, v + 16);
-    info.productVersion[2] = U16(b, v + 22);
-    info.productVersion[3] = U16(b, v + 20);
+    info.fileVersion[0] = le::Get16(b, v + 10);
+    info.fileVersion[1] = le::Get16(b, v + 8);
+    info.fileVersion[2] = le::Get16(b, v + 14);
+    info.fileVersion[3] = le::Get16(b, v + 12);
+    info.productVersion[0] = le::Get16(b, v + 18);
+    info.productVersion[1] = le::Get16(b, v + 16);
+    info.productVersion[2] = le::Get16(b, v + 22);
+    info.productVersion[3] = le::Get16(b, v + 20);
   }
   Children(b, root, [&](const Node& group) {
     if (group.key == L"VarFileInfo") {
       Children(b, group, [&](const Node& var) {
         if (var.key != L"Translation") return;
-        for (size_t p = 0; p + 4 <= var.valueLength; p += 4) info.translations.push_back(U32(b, var.valueAt + p));
+        for (size_t p = 0; p + 4 <= var.valueLength; p += 4) info.translations.push_back(le::Get32(b, var.valueAt + p));
       });
     } else if (group.key == L"StringFileInfo") {
       Children(b, group, [&](const Node& table) {
         Children(b, table, [&](const Node& string) {
           std::wstring value;
           for (size_t p = 0; p + 2 <= string.valueLength; p += 2) {
-            const uint16_t c = U16(b, string.valueAt + p);
+            const uint16_t c = le::Get16(b, string.valueAt + p);
             if (c == 0) break;
             value.push_back(static_cast<wchar_t>(c));
           }

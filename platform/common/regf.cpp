@@ -1,5 +1,6 @@
 #include "platform/common/regf.h"
 
+#include "platform/common/little_endian.h"
 #include <algorithm>
 
 #include "platform/text.h"
@@ -14,21 +15,6 @@ constexpr uint32_t kNone = 0xFFFFFFFF;
 constexpr size_t kMaxKeyName = 255;
 constexpr size_t kMaxValueName = 16383;
 
-void Put16(std::string& b, size_t at, uint16_t v) {
-  b[at] = static_cast<char>(v & 0xFF);
-  b[at + 1] = static_cast<char>(v >> 8);
-}
-
-void Put32(std::string& b, size_t at, uint32_t v) {
-  for (int i = 0; i < 4; ++i) b[at + i] = static_cast<char>((v >> (8 * i)) & 0xFF);
-}
-
-uint32_t Get32(const std::string& b, size_t at) {
-  uint32_t v = 0;
-  for (int i = 3; i >= 0; --i) v = (v << 8) | static_cast<unsigned char>(b[at + i]);
-  return v;
-}
-
 void PutSid(std::string& sd, std::initializer_list<uint32_t> subAuthorities, uint8_t authority) {
   sd += '\x01';
   sd += static_cast<char>(subAuthorities.size());
@@ -36,7 +22,7 @@ void PutSid(std::string& sd, std::initializer_list<uint32_t> subAuthorities, uin
   sd += static_cast<char>(authority);
   for (uint32_t sub : subAuthorities) {
     std::string word(4, '\0');
-    Put32(word, 0, sub);
+    le::Set32(word, 0, sub);
     sd += word;
   }
 }
@@ -57,26 +43,26 @@ std::string SecurityDescriptor() {
     std::string a(8, '\0');
     a[0] = 0x00;  // ACCESS_ALLOWED_ACE_TYPE
     a[1] = 0x02;  // CONTAINER_INHERIT_ACE
-    Put16(a, 2, static_cast<uint16_t>(8 + sid.size()));
-    Put32(a, 4, mask);
+    le::Set16(a, 2, static_cast<uint16_t>(8 + sid.size()));
+    le::Set32(a, 4, mask);
     return a + sid;
   };
   const std::string aces = ace(0xF003F, system) + ace(0xF003F, admins) + ace(0x20019, everyone);
   std::string acl(8, '\0');
   acl[0] = 2;  // ACL_REVISION
-  Put16(acl, 2, static_cast<uint16_t>(8 + aces.size()));
-  Put16(acl, 4, 3);
+  le::Set16(acl, 2, static_cast<uint16_t>(8 + aces.size()));
+  le::Set16(acl, 4, 3);
   acl += aces;
 
   std::string sd(20, '\0');
   sd[0] = 1;                // revision
-  Put16(sd, 2, 0x8004);     // SE_SELF_RELATIVE | SE_DACL_PRESENT
+  le::Set16(sd, 2, 0x8004);     // SE_SELF_RELATIVE | SE_DACL_PRESENT
   const uint32_t owner = 20;
   const uint32_t group = owner + static_cast<uint32_t>(admins.size());
   const uint32_t dacl = group + static_cast<uint32_t>(system.size());
-  Put32(sd, 4, owner);
-  Put32(sd, 8, group);
-  Put32(sd, 16, dacl);
+  le::Set32(sd, 4, owner);
+  le::Set32(sd, 8, group);
+  le::Set32(sd, 16, dacl);
   return sd + admins + system + acl;
 }
 
@@ -86,7 +72,7 @@ size_t Align8(size_t n) { return (n + 7) & ~size_t{7}; }
 
 uint32_t BaseBlockChecksum(const std::string& baseBlock) {
   uint32_t sum = 0;
-  for (size_t at = 0; at < 508; at += 4) sum ^= Get32(baseBlock, at);
+  for (size_t at = 0; at < 508; at += 4) sum ^= le::Get32(baseBlock, at);
   if (sum == 0xFFFFFFFF) return 0xFFFFFFFE;
   if (sum == 0) return 1;
   return sum;
@@ -98,8 +84,8 @@ std::string EmptyHive(const std::string& rootName) {
   // The bin: header, root key, security cell, and the rest one free cell.
   const size_t bin = kBaseBlockSize;
   file.replace(bin, 4, "hbin");
-  Put32(file, bin + 4, 0);  // this bin's offset in the hive data
-  Put32(file, bin + 8, static_cast<uint32_t>(kBinSize));
+  le::Set32(file, bin + 4, 0);  // this bin's offset in the hive data
+  le::Set32(file, bin + 8, static_cast<uint32_t>(kBinSize));
 
   const size_t nkOffset = kBinHeaderSize;  // offsets count from the first bin
   const size_t nkSize = Align8(4 + 0x4C + rootName.size());
@@ -109,43 +95,43 @@ std::string EmptyHive(const std::string& rootName) {
   const size_t freeOffset = skOffset + skSize;
 
   size_t nk = bin + nkOffset;
-  Put32(file, nk, static_cast<uint32_t>(-static_cast<int32_t>(nkSize)));  // in use: negative
+  le::Set32(file, nk, static_cast<uint32_t>(-static_cast<int32_t>(nkSize)));  // in use: negative
   nk += 4;
   file.replace(nk, 2, "nk");
-  Put16(file, nk + 0x02, 0x2C);  // KEY_HIVE_ENTRY | KEY_NO_DELETE | KEY_COMP_NAME
-  Put32(file, nk + 0x10, kNone);  // no parent
-  Put32(file, nk + 0x1C, kNone);  // no subkey list
-  Put32(file, nk + 0x20, kNone);  // no volatile subkey list
-  Put32(file, nk + 0x28, kNone);  // no value list
-  Put32(file, nk + 0x2C, static_cast<uint32_t>(skOffset));
-  Put32(file, nk + 0x30, kNone);  // no class name
-  Put16(file, nk + 0x48, static_cast<uint16_t>(rootName.size()));
+  le::Set16(file, nk + 0x02, 0x2C);  // KEY_HIVE_ENTRY | KEY_NO_DELETE | KEY_COMP_NAME
+  le::Set32(file, nk + 0x10, kNone);  // no parent
+  le::Set32(file, nk + 0x1C, kNone);  // no subkey list
+  le::Set32(file, nk + 0x20, kNone);  // no volatile subkey list
+  le::Set32(file, nk + 0x28, kNone);  // no value list
+  le::Set32(file, nk + 0x2C, static_cast<uint32_t>(skOffset));
+  le::Set32(file, nk + 0x30, kNone);  // no class name
+  le::Set16(file, nk + 0x48, static_cast<uint16_t>(rootName.size()));
   file.replace(nk + 0x4C, rootName.size(), rootName);
 
   size_t sk = bin + skOffset;
-  Put32(file, sk, static_cast<uint32_t>(-static_cast<int32_t>(skSize)));
+  le::Set32(file, sk, static_cast<uint32_t>(-static_cast<int32_t>(skSize)));
   sk += 4;
   file.replace(sk, 2, "sk");
-  Put32(file, sk + 0x04, static_cast<uint32_t>(skOffset));  // the list of one: itself
-  Put32(file, sk + 0x08, static_cast<uint32_t>(skOffset));
-  Put32(file, sk + 0x0C, 1);                               // the root refers to it
-  Put32(file, sk + 0x10, static_cast<uint32_t>(sd.size()));
+  le::Set32(file, sk + 0x04, static_cast<uint32_t>(skOffset));  // the list of one: itself
+  le::Set32(file, sk + 0x08, static_cast<uint32_t>(skOffset));
+  le::Set32(file, sk + 0x0C, 1);                               // the root refers to it
+  le::Set32(file, sk + 0x10, static_cast<uint32_t>(sd.size()));
   file.replace(sk + 0x14, sd.size(), sd);
 
-  Put32(file, bin + freeOffset, static_cast<uint32_t>(kBinSize - freeOffset));
+  le::Set32(file, bin + freeOffset, static_cast<uint32_t>(kBinSize - freeOffset));
 
   // The base block.
   file.replace(0, 4, "regf");
-  Put32(file, 0x04, 1);  // primary sequence number
-  Put32(file, 0x08, 1);  // secondary: equal, so the hive is consistent
-  Put32(file, 0x14, 1);  // major version
-  Put32(file, 0x18, 3);  // minor version
-  Put32(file, 0x1C, 0);  // primary file
-  Put32(file, 0x20, 1);  // direct memory load
-  Put32(file, 0x24, static_cast<uint32_t>(nkOffset));
-  Put32(file, 0x28, static_cast<uint32_t>(kBinSize));
-  Put32(file, 0x2C, 1);  // clustering factor
-  Put32(file, 0x1FC, BaseBlockChecksum(file.substr(0, kBaseBlockSize)));
+  le::Set32(file, 0x04, 1);  // primary sequence number
+  le::Set32(file, 0x08, 1);  // secondary: equal, so the hive is consistent
+  le::Set32(file, 0x14, 1);  // major version
+  le::Set32(file, 0x18, 3);  // minor version
+  le::Set32(file, 0x1C, 0);  // primary file
+  le::Set32(file, 0x20, 1);  // direct memory load
+  le::Set32(file, 0x24, static_cast<uint32_t>(nkOffset));
+  le::Set32(file, 0x28, static_cast<uint32_t>(kBinSize));
+  le::Set32(file, 0x2C, 1);  // clustering factor
+  le::Set32(file, 0x1FC, BaseBlockChecksum(file.substr(0, kBaseBlockSize)));
   return file;
 }
 

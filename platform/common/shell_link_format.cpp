@@ -1,5 +1,6 @@
 #include "platform/common/shell_link_format.h"
 
+#include "platform/common/little_endian.h"
 #include <algorithm>
 #include <array>
 #include <vector>
@@ -95,16 +96,6 @@ class Cursor {
   size_t pos_ = 0;
 };
 
-uint32_t U32At(std::string_view bytes, size_t at) {
-  uint32_t v = 0;
-  for (size_t i = 0; i < 4; ++i) v |= static_cast<uint32_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
-  return v;
-}
-uint16_t U16At(std::string_view bytes, size_t at) {
-  return static_cast<uint16_t>(static_cast<unsigned char>(bytes[at]) |
-                               static_cast<unsigned char>(bytes[at + 1]) << 8);
-}
-
 // A NUL-terminated narrow string starting at offset within region; false
 // when the terminator is missing.
 bool AnsizAt(std::string_view region, size_t offset, std::wstring& text) {
@@ -160,9 +151,9 @@ bool FileEntryName(std::string_view item, std::wstring& name) {
   // Extension blocks follow the primary name; the item's last two bytes
   // give the offset of the first one. Look for the file entry extension.
   for (size_t at = after; at + 8 <= item.size(); ++at) {
-    if (U32At(item, at + 4) != 0xBEEF0004) continue;
-    const uint16_t size = U16At(item, at);
-    const uint16_t version = U16At(item, at + 2);
+    if (le::Get32(item, at + 4) != 0xBEEF0004) continue;
+    const uint16_t size = le::Get16(item, at);
+    const uint16_t version = le::Get16(item, at + 2);
     if (size < 0x16 || at + size > item.size()) continue;
     const std::string_view block = item.substr(at, size);
     size_t nameAt = version >= 9 ? 0x2E : version == 8 ? 0x2A : version == 7 ? 0x26 : 0x14;
@@ -213,38 +204,38 @@ std::wstring IdListPath(std::string_view list) {
 
 int32_t ParseLinkInfo(std::string_view info, LinkData& link) {
   if (info.size() < 0x1C) return kStatusBadFormat;
-  const uint32_t headerSize = U32At(info, 4);
-  const uint32_t flags = U32At(info, 8);
-  const uint32_t localBaseAt = U32At(info, 16);
-  const uint32_t networkAt = U32At(info, 20);
-  const uint32_t suffixAt = U32At(info, 24);
+  const uint32_t headerSize = le::Get32(info, 4);
+  const uint32_t flags = le::Get32(info, 8);
+  const uint32_t localBaseAt = le::Get32(info, 16);
+  const uint32_t networkAt = le::Get32(info, 20);
+  const uint32_t suffixAt = le::Get32(info, 24);
   if (headerSize < 0x1C || headerSize > info.size()) return kStatusBadFormat;
   const bool unicode = headerSize >= 0x24;
   if (unicode && info.size() < 0x24) return kStatusBadFormat;
 
   std::wstring suffix;
-  if (unicode && U32At(info, 32) != 0) {
-    if (!Utf16zAt(info, U32At(info, 32), suffix)) return kStatusBadFormat;
+  if (unicode && le::Get32(info, 32) != 0) {
+    if (!Utf16zAt(info, le::Get32(info, 32), suffix)) return kStatusBadFormat;
   } else if (suffixAt != 0 && !AnsizAt(info, suffixAt, suffix)) {
     return kStatusBadFormat;
   }
 
   std::wstring base;
   if (flags & kVolumeIdAndLocalBasePath) {
-    if (unicode && U32At(info, 28) != 0) {
-      if (!Utf16zAt(info, U32At(info, 28), base)) return kStatusBadFormat;
+    if (unicode && le::Get32(info, 28) != 0) {
+      if (!Utf16zAt(info, le::Get32(info, 28), base)) return kStatusBadFormat;
     } else if (!AnsizAt(info, localBaseAt, base)) {
       return kStatusBadFormat;
     }
   } else if (flags & kNetworkRelativeLinkAndPathSuffix) {
     if (networkAt >= info.size() || info.size() - networkAt < 0x14) return kStatusBadFormat;
     const std::string_view net = info.substr(networkAt);
-    const uint32_t netSize = U32At(net, 0);
+    const uint32_t netSize = le::Get32(net, 0);
     if (netSize < 0x14 || netSize > net.size()) return kStatusBadFormat;
     const std::string_view block = net.substr(0, netSize);
-    const uint32_t netNameAt = U32At(block, 8);
-    if (netNameAt > 0x14 && block.size() >= 0x1C && U32At(block, 20) != 0) {
-      if (!Utf16zAt(block, U32At(block, 20), base)) return kStatusBadFormat;
+    const uint32_t netNameAt = le::Get32(block, 8);
+    if (netNameAt > 0x14 && block.size() >= 0x1C && le::Get32(block, 20) != 0) {
+      if (!Utf16zAt(block, le::Get32(block, 20), base)) return kStatusBadFormat;
     } else if (!AnsizAt(block, netNameAt, base)) {
       return kStatusBadFormat;
     }
@@ -256,21 +247,6 @@ int32_t ParseLinkInfo(std::string_view info, LinkData& link) {
 }
 
 // --- writer pieces ---------------------------------------------------------------
-
-void Put16(std::string& out, uint16_t v) {
-  out += static_cast<char>(v & 0xFF);
-  out += static_cast<char>(v >> 8);
-}
-void Put32(std::string& out, uint32_t v) {
-  for (int i = 0; i < 4; ++i) out += static_cast<char>((v >> (8 * i)) & 0xFF);
-}
-void Put64(std::string& out, uint64_t v) {
-  for (int i = 0; i < 8; ++i) out += static_cast<char>((v >> (8 * i)) & 0xFF);
-}
-void Set16(std::string& out, size_t at, uint16_t v) {
-  out[at] = static_cast<char>(v & 0xFF);
-  out[at + 1] = static_cast<char>(v >> 8);
-}
 
 bool IsDrivePath(const std::wstring& path) {
   if (path.size() < 3 || path[1] != L':' || path[2] != L'\\') return false;
@@ -294,14 +270,14 @@ std::vector<std::wstring> Components(const std::wstring& path) {
 // entry per component with its long name in a version 3 extension block.
 std::string BuildIdList(const std::wstring& target, bool targetIsFolder) {
   std::string list;
-  Put16(list, 0x14);
+  le::Append16(list, 0x14);
   list += '\x1F';
   list += '\x50';  // My Computer's sort index
   list.append(reinterpret_cast<const char*>(kMyComputer.data()), 16);
 
   std::string drive = ToAnsi(target.substr(0, 3));
   drive[0] = static_cast<char>(drive[0] & ~0x20);  // drive letters are upper case
-  Put16(list, 0x19);
+  le::Append16(list, 0x19);
   list += '\x2F';
   drive.resize(22, '\0');
   list += drive;
@@ -310,43 +286,43 @@ std::string BuildIdList(const std::wstring& target, bool targetIsFolder) {
   for (size_t i = 0; i < parts.size(); ++i) {
     const bool folder = i + 1 < parts.size() || targetIsFolder;
     std::string item;
-    Put16(item, 0);  // size, set below
+    le::Append16(item, 0);  // size, set below
     item += folder ? '\x31' : '\x32';
     item += '\0';
-    Put32(item, 0);                  // file size
-    Put32(item, 0);                  // modified (FAT date and time)
-    Put16(item, folder ? 0x10 : 0x20);  // attributes
+    le::Append32(item, 0);                  // file size
+    le::Append32(item, 0);                  // modified (FAT date and time)
+    le::Append16(item, folder ? 0x10 : 0x20);  // attributes
     item += ToAnsi(parts[i]);
     item += '\0';
     if (item.size() % 2) item += '\0';
     const size_t extAt = item.size();
     const std::string longName = ToUtf16Le(parts[i]);
-    Put16(item, static_cast<uint16_t>(0x14 + longName.size() + 2 + 2));
-    Put16(item, 3);  // version
-    Put32(item, 0xBEEF0004);
-    Put32(item, 0);  // created
-    Put32(item, 0);  // accessed
-    Put16(item, 0x14);  // where the long name starts
-    Put16(item, 0);     // no localized name
+    le::Append16(item, static_cast<uint16_t>(0x14 + longName.size() + 2 + 2));
+    le::Append16(item, 3);  // version
+    le::Append32(item, 0xBEEF0004);
+    le::Append32(item, 0);  // created
+    le::Append32(item, 0);  // accessed
+    le::Append16(item, 0x14);  // where the long name starts
+    le::Append16(item, 0);     // no localized name
     item += longName;
-    Put16(item, 0);
-    Put16(item, static_cast<uint16_t>(extAt));
-    Set16(item, 0, static_cast<uint16_t>(item.size()));
+    le::Append16(item, 0);
+    le::Append16(item, static_cast<uint16_t>(extAt));
+    le::Set16(item, 0, static_cast<uint16_t>(item.size()));
     list += item;
   }
-  Put16(list, 0);
+  le::Append16(list, 0);
   std::string out;
-  Put16(out, static_cast<uint16_t>(list.size()));
+  le::Append16(out, static_cast<uint16_t>(list.size()));
   return out + list;
 }
 
 std::string BuildLinkInfo(const std::wstring& target) {
   constexpr uint32_t kHeader = 0x24;
   std::string volume;
-  Put32(volume, 0x11);  // size
-  Put32(volume, 3);     // fixed drive
-  Put32(volume, 0);     // serial number
-  Put32(volume, 0x10);  // label offset
+  le::Append32(volume, 0x11);  // size
+  le::Append32(volume, 3);     // fixed drive
+  le::Append32(volume, 0);     // serial number
+  le::Append32(volume, 0x10);  // label offset
   volume += '\0';       // no label
 
   const std::string ansiBase = ToAnsi(target) + '\0';
@@ -359,15 +335,15 @@ std::string BuildLinkInfo(const std::wstring& target) {
   const uint32_t total = unicodeSuffixAt + 2;
 
   std::string info;
-  Put32(info, total);
-  Put32(info, kHeader);
-  Put32(info, kVolumeIdAndLocalBasePath);
-  Put32(info, volumeAt);
-  Put32(info, baseAt);
-  Put32(info, 0);  // no network link
-  Put32(info, suffixAt);
-  Put32(info, unicodeBaseAt);
-  Put32(info, unicodeSuffixAt);
+  le::Append32(info, total);
+  le::Append32(info, kHeader);
+  le::Append32(info, kVolumeIdAndLocalBasePath);
+  le::Append32(info, volumeAt);
+  le::Append32(info, baseAt);
+  le::Append32(info, 0);  // no network link
+  le::Append32(info, suffixAt);
+  le::Append32(info, unicodeBaseAt);
+  le::Append32(info, unicodeSuffixAt);
   info += volume;
   info += ansiBase;
   info += '\0';  // empty common path suffix
@@ -379,13 +355,13 @@ std::string BuildLinkInfo(const std::wstring& target) {
 void PutCountedString(std::string& out, const std::wstring& text) {
   std::string units = ToUtf16Le(text);
   if (units.size() > 2 * 0xFFFFu) units.resize(2 * 0xFFFFu);  // the count is 16 bits
-  Put16(out, static_cast<uint16_t>(units.size() / 2));
+  le::Append16(out, static_cast<uint16_t>(units.size() / 2));
   out += units;
 }
 
 void PutStringBlock(std::string& out, uint32_t signature, const std::wstring& text) {
-  Put32(out, kStringBlockSize);
-  Put32(out, signature);
+  le::Append32(out, kStringBlockSize);
+  le::Append32(out, signature);
   std::string ansi = ToAnsi(text);
   ansi.resize(kBlockChars, '\0');
   ansi[kBlockChars - 1] = '\0';
@@ -474,7 +450,7 @@ int32_t ParseLink(std::string_view bytes, LinkData& link) {
     const size_t start = cursor.pos() - 4;
     if (!cursor.Bytes(size - 4, block)) return kStatusTruncated;
     block = bytes.substr(start, size);
-    const uint32_t signature = U32At(block, 4);
+    const uint32_t signature = le::Get32(block, 4);
     switch (signature) {
       case kEnvironmentBlock:
       case kIconEnvironmentBlock:
@@ -493,13 +469,13 @@ int32_t ParseLink(std::string_view bytes, LinkData& link) {
         if (size < 0x1C) return kStatusBadFormat;
         parsed.hasKnownFolder = true;
         parsed.knownFolder = GuidFromBytes(reinterpret_cast<const uint8_t*>(block.data() + 8));
-        parsed.knownFolderOffset = U32At(block, 24);
+        parsed.knownFolderOffset = le::Get32(block, 24);
         break;
       case kSpecialFolderBlock:
         if (size < 0x10) return kStatusBadFormat;
         parsed.hasSpecialFolder = true;
-        parsed.specialFolder = U32At(block, 8);
-        parsed.specialFolderOffset = U32At(block, 12);
+        parsed.specialFolder = le::Get32(block, 8);
+        parsed.specialFolderOffset = le::Get32(block, 12);
         break;
       default:
         break;  // blocks this program has no use for
@@ -539,17 +515,17 @@ std::string BuildLink(const std::wstring& target, const LinkData& link) {
   if (!link.darwinDescriptor.empty()) flags |= kHasDarwinId;
 
   std::string out;
-  Put32(out, kHeaderSize);
+  le::Append32(out, kHeaderSize);
   out.append(reinterpret_cast<const char*>(kLinkClsid.data()), 16);
-  Put32(out, flags);
-  Put32(out, link.fileAttributes);
-  Put64(out, link.creationTime);
-  Put64(out, link.accessTime);
-  Put64(out, link.writeTime);
-  Put32(out, link.fileSize);
-  Put32(out, static_cast<uint32_t>(link.iconIndex));
-  Put32(out, link.showCommand);
-  Put16(out, link.hotkey);
+  le::Append32(out, flags);
+  le::Append32(out, link.fileAttributes);
+  le::Append64(out, link.creationTime);
+  le::Append64(out, link.accessTime);
+  le::Append64(out, link.writeTime);
+  le::Append32(out, link.fileSize);
+  le::Append32(out, static_cast<uint32_t>(link.iconIndex));
+  le::Append32(out, link.showCommand);
+  le::Append16(out, link.hotkey);
   out.append(10, '\0');
 
   if (idList) out += BuildIdList(target, (link.fileAttributes & 0x10) != 0);
@@ -562,19 +538,19 @@ std::string BuildLink(const std::wstring& target, const LinkData& link) {
   if (!link.iconEnvironment.empty()) PutStringBlock(out, kIconEnvironmentBlock, link.iconEnvironment);
   if (!link.darwinDescriptor.empty()) PutStringBlock(out, kDarwinBlock, link.darwinDescriptor);
   if (link.hasKnownFolder) {
-    Put32(out, 0x1C);
-    Put32(out, kKnownFolderBlock);
+    le::Append32(out, 0x1C);
+    le::Append32(out, kKnownFolderBlock);
     const auto guid = GuidToBytes(link.knownFolder);
     out.append(reinterpret_cast<const char*>(guid.data()), 16);
-    Put32(out, link.knownFolderOffset);
+    le::Append32(out, link.knownFolderOffset);
   }
   if (link.hasSpecialFolder) {
-    Put32(out, 0x10);
-    Put32(out, kSpecialFolderBlock);
-    Put32(out, link.specialFolder);
-    Put32(out, link.specialFolderOffset);
+    le::Append32(out, 0x10);
+    le::Append32(out, kSpecialFolderBlock);
+    le::Append32(out, link.specialFolder);
+    le::Append32(out, link.specialFolderOffset);
   }
-  Put32(out, 0);  // terminal block
+  le::Append32(out, 0);  // terminal block
   return out;
 }
 

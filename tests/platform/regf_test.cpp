@@ -3,37 +3,31 @@
 #include <gtest/gtest.h>
 
 #include "platform/common/regf.h"
-#include "platform/common/regfile.h"
+
+#include "platform/common/little_endian.h"#include "platform/common/regfile.h"
 #include "platform/text.h"
 
 namespace regf = platform::regf;
 
 namespace {
 
-uint32_t U32(const std::string& b, size_t at) {
-  return static_cast<uint32_t>(static_cast<unsigned char>(b[at])) |
-         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 1])) << 8 |
-         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 2])) << 16 |
-         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 3])) << 24;
-}
-
 TEST(EmptyHive, BaseBlockAndOneBinOfCells) {
   const std::string hive = regf::EmptyHive("ROOT");
   ASSERT_EQ(8192u, hive.size());
   EXPECT_EQ("regf", hive.substr(0, 4));
-  EXPECT_EQ(U32(hive, 4), U32(hive, 8)) << "sequence numbers agree: no half-written hive";
-  EXPECT_EQ(4096u, U32(hive, 0x28)) << "one bin of hive data";
-  EXPECT_EQ(regf::BaseBlockChecksum(hive.substr(0, 4096)), U32(hive, 0x1FC));
+  EXPECT_EQ(platform::le::Get32(hive, 4), platform::le::Get32(hive, 8)) << "sequence numbers agree: no half-written hive";
+  EXPECT_EQ(4096u, platform::le::Get32(hive, 0x28)) << "one bin of hive data";
+  EXPECT_EQ(regf::BaseBlockChecksum(hive.substr(0, 4096)), platform::le::Get32(hive, 0x1FC));
 
   const size_t bin = 4096;
   EXPECT_EQ("hbin", hive.substr(bin, 4));
-  EXPECT_EQ(4096u, U32(hive, bin + 8));
+  EXPECT_EQ(4096u, platform::le::Get32(hive, bin + 8));
 
   // The cells fill the bin exactly: used ones negative, the free rest positive.
   size_t at = 32;
   std::vector<std::string> used;
   while (at < 4096) {
-    const int32_t size = static_cast<int32_t>(U32(hive, bin + at));
+    const int32_t size = static_cast<int32_t>(platform::le::Get32(hive, bin + at));
     ASSERT_NE(0, size);
     const size_t length = static_cast<size_t>(size < 0 ? -size : size);
     EXPECT_EQ(0u, length % 8) << "cells are 8-byte aligned";
@@ -43,7 +37,7 @@ TEST(EmptyHive, BaseBlockAndOneBinOfCells) {
   EXPECT_EQ(4096u, at);
   EXPECT_EQ((std::vector<std::string>{"nk", "sk"}), used);
 
-  EXPECT_EQ(32u, U32(hive, 0x24)) << "the root key is the bin's first cell";
+  EXPECT_EQ(32u, platform::le::Get32(hive, 0x24)) << "the root key is the bin's first cell";
 }
 
 TEST(EmptyHive, ChecksumAvoidsTheTwoReservedValues) {

@@ -1,27 +1,17 @@
 #include "support/icon_fixtures.h"
 
+#include "platform/common/little_endian.h"
 #include <algorithm>
 #include <map>
 
 namespace testsupport {
 namespace {
 
-void Put16(std::string& out, uint16_t v) {
-  out.push_back(static_cast<char>(v & 0xFF));
-  out.push_back(static_cast<char>(v >> 8));
-}
-void Put32(std::string& out, uint32_t v) {
-  Put16(out, static_cast<uint16_t>(v));
-  Put16(out, static_cast<uint16_t>(v >> 16));
-}
-void Set32(std::string& out, size_t at, uint32_t v) {
-  for (int i = 0; i < 4; ++i) out[at + i] = static_cast<char>(v >> (8 * i));
-}
 void Pad(std::string& out, size_t alignment) {
   while (out.size() % alignment) out.push_back('\0');
 }
 void PutText(std::string& out, const std::wstring& text) {
-  for (wchar_t c : text) Put16(out, static_cast<uint16_t>(c));
+  for (wchar_t c : text) platform::le::Append16(out, static_cast<uint16_t>(c));
 }
 
 struct Key {
@@ -50,7 +40,7 @@ std::string ResourceSection(const std::vector<Resource>& resources, uint32_t rva
     for (auto& [name, languages] : names)
       if (!name.name.empty() && !stringAt.count(name.name)) {
         stringAt[name.name] = static_cast<uint32_t>(directories + strings.size());
-        Put16(strings, static_cast<uint16_t>(name.name.size()));
+        platform::le::Append16(strings, static_cast<uint16_t>(name.name.size()));
         PutText(strings, name.name);
       }
   size_t dataEntries = directories + strings.size();
@@ -62,12 +52,12 @@ std::string ResourceSection(const std::vector<Resource>& resources, uint32_t rva
 
   std::string out;
   auto directory = [&](size_t count, size_t named) {
-    Put32(out, 0);
-    Put32(out, 0);
-    Put16(out, 4);
-    Put16(out, 0);
-    Put16(out, static_cast<uint16_t>(named));
-    Put16(out, static_cast<uint16_t>(count - named));
+    platform::le::Append32(out, 0);
+    platform::le::Append32(out, 0);
+    platform::le::Append16(out, 4);
+    platform::le::Append16(out, 0);
+    platform::le::Append16(out, static_cast<uint16_t>(named));
+    platform::le::Append16(out, static_cast<uint16_t>(count - named));
   };
   auto nameField = [&](const Key& key) {
     return key.name.empty() ? static_cast<uint32_t>(key.id) : (0x80000000u | stringAt[key.name]);
@@ -77,8 +67,8 @@ std::string ResourceSection(const std::vector<Resource>& resources, uint32_t rva
   directory(tree.size(), 0);
   std::vector<size_t> typeOffsets;
   for (auto& [type, names] : tree) {
-    Put32(out, type.id);
-    Put32(out, 0x80000000u | static_cast<uint32_t>(next));
+    platform::le::Append32(out, type.id);
+    platform::le::Append32(out, 0x80000000u | static_cast<uint32_t>(next));
     typeOffsets.push_back(next);
     next += 16 + names.size() * 8;
   }
@@ -89,8 +79,8 @@ std::string ResourceSection(const std::vector<Resource>& resources, uint32_t rva
     for (auto& [name, languages] : names) named += !name.name.empty();
     directory(names.size(), named);
     for (auto& [name, languages] : names) {
-      Put32(out, nameField(name));
-      Put32(out, 0x80000000u | static_cast<uint32_t>(next));
+      platform::le::Append32(out, nameField(name));
+      platform::le::Append32(out, 0x80000000u | static_cast<uint32_t>(next));
       next += 16 + languages.size() * 8;
     }
   }
@@ -98,8 +88,8 @@ std::string ResourceSection(const std::vector<Resource>& resources, uint32_t rva
     for (auto& [name, languages] : names) {
       directory(languages.size(), 0);
       for (auto& [language, resource] : languages) {
-        Put32(out, language);
-        Put32(out, static_cast<uint32_t>(dataEntries + leaf * 16));
+        platform::le::Append32(out, language);
+        platform::le::Append32(out, static_cast<uint32_t>(dataEntries + leaf * 16));
         leaves.push_back(resource);
         ++leaf;
       }
@@ -109,10 +99,10 @@ std::string ResourceSection(const std::vector<Resource>& resources, uint32_t rva
   Pad(out, 4);
   std::string data;
   for (const Resource* r : leaves) {
-    Put32(out, static_cast<uint32_t>(rva + dataAt + data.size()));
-    Put32(out, static_cast<uint32_t>(r->data.size()));
-    Put32(out, 0);
-    Put32(out, 0);
+    platform::le::Append32(out, static_cast<uint32_t>(rva + dataAt + data.size()));
+    platform::le::Append32(out, static_cast<uint32_t>(r->data.size()));
+    platform::le::Append32(out, 0);
+    platform::le::Append32(out, 0);
     data += r->data;
     Pad(data, 8);
   }
@@ -130,73 +120,73 @@ std::string BuildPe(const std::vector<Resource>& resources, bool pe32) {
   std::string pe(0x40, '\0');
   pe[0] = 'M';
   pe[1] = 'Z';
-  Set32(pe, 0x3C, 0x40);
+  platform::le::Set32(pe, 0x3C, 0x40);
   pe += std::string("PE\0\0", 4);
-  Put16(pe, pe32 ? 0x14c : 0x8664);
-  Put16(pe, 1);   // sections
-  Put32(pe, 0);   // time stamp
-  Put32(pe, 0);
-  Put32(pe, 0);
+  platform::le::Append16(pe, pe32 ? 0x14c : 0x8664);
+  platform::le::Append16(pe, 1);   // sections
+  platform::le::Append32(pe, 0);   // time stamp
+  platform::le::Append32(pe, 0);
+  platform::le::Append32(pe, 0);
   const uint16_t optionalSize = pe32 ? 224 : 240;
-  Put16(pe, optionalSize);
-  Put16(pe, pe32 ? 0x2102 : 0x2022);  // executable DLL
+  platform::le::Append16(pe, optionalSize);
+  platform::le::Append16(pe, pe32 ? 0x2102 : 0x2022);  // executable DLL
   const size_t optional = pe.size();
-  Put16(pe, pe32 ? 0x10b : 0x20b);
+  platform::le::Append16(pe, pe32 ? 0x10b : 0x20b);
   pe.push_back(14);  // linker version
   pe.push_back(0);
-  Put32(pe, 0);  // code size
-  Put32(pe, rawSize);
-  Put32(pe, 0);
-  Put32(pe, 0);  // entry point
-  Put32(pe, 0);  // base of code
+  platform::le::Append32(pe, 0);  // code size
+  platform::le::Append32(pe, rawSize);
+  platform::le::Append32(pe, 0);
+  platform::le::Append32(pe, 0);  // entry point
+  platform::le::Append32(pe, 0);  // base of code
   if (pe32) {
-    Put32(pe, 0);           // base of data
-    Put32(pe, 0x10000000);  // image base
+    platform::le::Append32(pe, 0);           // base of data
+    platform::le::Append32(pe, 0x10000000);  // image base
   } else {
-    Put32(pe, 0x80000000u);  // image base 0x180000000
-    Put32(pe, 0x1);
+    platform::le::Append32(pe, 0x80000000u);  // image base 0x180000000
+    platform::le::Append32(pe, 0x1);
   }
-  Put32(pe, 0x1000);  // section alignment
-  Put32(pe, 0x200);   // file alignment
-  Put16(pe, 6);
-  Put16(pe, 0);
-  Put16(pe, 0);
-  Put16(pe, 0);
-  Put16(pe, 6);
-  Put16(pe, 0);
-  Put32(pe, 0);
-  Put32(pe, imageSize);
-  Put32(pe, kRaw);  // headers
-  Put32(pe, 0);     // checksum
-  Put16(pe, 2);     // GUI subsystem
-  Put16(pe, 0x140);
+  platform::le::Append32(pe, 0x1000);  // section alignment
+  platform::le::Append32(pe, 0x200);   // file alignment
+  platform::le::Append16(pe, 6);
+  platform::le::Append16(pe, 0);
+  platform::le::Append16(pe, 0);
+  platform::le::Append16(pe, 0);
+  platform::le::Append16(pe, 6);
+  platform::le::Append16(pe, 0);
+  platform::le::Append32(pe, 0);
+  platform::le::Append32(pe, imageSize);
+  platform::le::Append32(pe, kRaw);  // headers
+  platform::le::Append32(pe, 0);     // checksum
+  platform::le::Append16(pe, 2);     // GUI subsystem
+  platform::le::Append16(pe, 0x140);
   for (int i = 0; i < 4; ++i) {  // stack and heap sizes
     if (pe32)
-      Put32(pe, 0x100000);
+      platform::le::Append32(pe, 0x100000);
     else {
-      Put32(pe, 0x100000);
-      Put32(pe, 0);
+      platform::le::Append32(pe, 0x100000);
+      platform::le::Append32(pe, 0);
     }
   }
-  Put32(pe, 0);   // loader flags
-  Put32(pe, 16);  // directories
+  platform::le::Append32(pe, 0);   // loader flags
+  platform::le::Append32(pe, 16);  // directories
   for (int i = 0; i < 16; ++i) {
-    Put32(pe, i == 2 ? kRva : 0);
-    Put32(pe, i == 2 ? static_cast<uint32_t>(section.size()) : 0);
+    platform::le::Append32(pe, i == 2 ? kRva : 0);
+    platform::le::Append32(pe, i == 2 ? static_cast<uint32_t>(section.size()) : 0);
   }
   if (pe.size() - optional != optionalSize) return {};
   std::string header = ".rsrc";
   header.resize(8, '\0');
   pe += header;
-  Put32(pe, static_cast<uint32_t>(section.size()));
-  Put32(pe, kRva);
-  Put32(pe, rawSize);
-  Put32(pe, kRaw);
-  Put32(pe, 0);
-  Put32(pe, 0);
-  Put16(pe, 0);
-  Put16(pe, 0);
-  Put32(pe, 0x40000040);  // initialised data, readable
+  platform::le::Append32(pe, static_cast<uint32_t>(section.size()));
+  platform::le::Append32(pe, kRva);
+  platform::le::Append32(pe, rawSize);
+  platform::le::Append32(pe, kRaw);
+  platform::le::Append32(pe, 0);
+  platform::le::Append32(pe, 0);
+  platform::le::Append16(pe, 0);
+  platform::le::Append16(pe, 0);
+  platform::le::Append32(pe, 0x40000040);  // initialised data, readable
   pe.resize(kRaw, '\0');
   pe += section;
   pe.resize(kRaw + rawSize, '\0');
@@ -206,19 +196,19 @@ std::string BuildPe(const std::vector<Resource>& resources, bool pe32) {
 std::string DibIcon(uint32_t size, uint16_t bits, uint32_t argb) {
   std::string out;
   const uint32_t colours = bits <= 8 ? 1u << bits : 0;
-  Put32(out, 40);
-  Put32(out, size);
-  Put32(out, size * 2);
-  Put16(out, 1);
-  Put16(out, bits);
-  Put32(out, 0);
-  Put32(out, 0);
-  Put32(out, 0);
-  Put32(out, 0);
-  Put32(out, 0);
-  Put32(out, 0);
+  platform::le::Append32(out, 40);
+  platform::le::Append32(out, size);
+  platform::le::Append32(out, size * 2);
+  platform::le::Append16(out, 1);
+  platform::le::Append16(out, bits);
+  platform::le::Append32(out, 0);
+  platform::le::Append32(out, 0);
+  platform::le::Append32(out, 0);
+  platform::le::Append32(out, 0);
+  platform::le::Append32(out, 0);
+  platform::le::Append32(out, 0);
   // Palette: black, then the colour at the last index, which the rows use.
-  for (uint32_t i = 0; i < colours; ++i) Put32(out, i == colours - 1 ? (argb & 0xFFFFFF) : 0);
+  for (uint32_t i = 0; i < colours; ++i) platform::le::Append32(out, i == colours - 1 ? (argb & 0xFFFFFF) : 0);
   const size_t stride = ((static_cast<size_t>(size) * bits + 31) / 32) * 4;
   for (uint32_t y = 0; y < size; ++y) {
     std::string row;
@@ -252,22 +242,22 @@ namespace {
 
 std::string Directory(const std::vector<IconPart>& parts, bool group) {
   std::string out;
-  Put16(out, 0);
-  Put16(out, 1);
-  Put16(out, static_cast<uint16_t>(parts.size()));
+  platform::le::Append16(out, 0);
+  platform::le::Append16(out, 1);
+  platform::le::Append16(out, static_cast<uint16_t>(parts.size()));
   uint32_t offset = static_cast<uint32_t>(6 + parts.size() * 16);
   for (const IconPart& p : parts) {
     out.push_back(static_cast<char>(p.width >= 256 ? 0 : p.width));
     out.push_back(static_cast<char>(p.width >= 256 ? 0 : p.width));
     out.push_back(0);
     out.push_back(0);
-    Put16(out, 1);
-    Put16(out, p.bits);
-    Put32(out, static_cast<uint32_t>(p.image.size()));
+    platform::le::Append16(out, 1);
+    platform::le::Append16(out, p.bits);
+    platform::le::Append32(out, static_cast<uint32_t>(p.image.size()));
     if (group) {
-      Put16(out, p.id);
+      platform::le::Append16(out, p.id);
     } else {
-      Put32(out, offset);
+      platform::le::Append32(out, offset);
       offset += static_cast<uint32_t>(p.image.size());
     }
   }
@@ -288,7 +278,7 @@ std::string VersionNode(const std::wstring& key, const std::string& value, uint1
                         const std::string& children) {
   std::string node(6, '\0');
   PutText(node, key);
-  Put16(node, 0);
+  platform::le::Append16(node, 0);
   Pad(node, 4);
   node += value;
   Pad(node, 4);
@@ -306,18 +296,18 @@ std::string VersionNode(const std::wstring& key, const std::string& value, uint1
 std::string VersionResource(const uint16_t version[4],
                             const std::vector<std::pair<std::wstring, std::wstring>>& strings) {
   std::string fixed;
-  Put32(fixed, 0xFEEF04BD);
-  Put32(fixed, 0x10000);
-  Put32(fixed, static_cast<uint32_t>(version[0]) << 16 | version[1]);
-  Put32(fixed, static_cast<uint32_t>(version[2]) << 16 | version[3]);
-  Put32(fixed, static_cast<uint32_t>(version[0]) << 16 | version[1]);
-  Put32(fixed, static_cast<uint32_t>(version[2]) << 16 | version[3]);
-  for (int i = 0; i < 7; ++i) Put32(fixed, i == 2 ? 4 : 0);  // flags mask, flags, OS, type, ...
+  platform::le::Append32(fixed, 0xFEEF04BD);
+  platform::le::Append32(fixed, 0x10000);
+  platform::le::Append32(fixed, static_cast<uint32_t>(version[0]) << 16 | version[1]);
+  platform::le::Append32(fixed, static_cast<uint32_t>(version[2]) << 16 | version[3]);
+  platform::le::Append32(fixed, static_cast<uint32_t>(version[0]) << 16 | version[1]);
+  platform::le::Append32(fixed, static_cast<uint32_t>(version[2]) << 16 | version[3]);
+  for (int i = 0; i < 7; ++i) platform::le::Append32(fixed, i == 2 ? 4 : 0);  // flags mask, flags, OS, type, ...
   std::string table;
   for (const auto& [name, value] : strings) {
     std::string text;
     PutText(text, value);
-    Put16(text, 0);
+    platform::le::Append16(text, 0);
     std::string node = VersionNode(name, text, static_cast<uint16_t>(value.size() + 1), true, {});
     Pad(node, 4);
     table += node;
@@ -325,8 +315,8 @@ std::string VersionResource(const uint16_t version[4],
   std::string stringInfo = VersionNode(L"StringFileInfo", {}, 0, true, VersionNode(L"040904b0", {}, 0, true, table));
   Pad(stringInfo, 4);
   std::string translation;
-  Put16(translation, 0x0409);
-  Put16(translation, 0x04b0);
+  platform::le::Append16(translation, 0x0409);
+  platform::le::Append16(translation, 0x04b0);
   const std::string varInfo =
       VersionNode(L"VarFileInfo", {}, 0, true, VersionNode(L"Translation", translation, 4, false, {}));
   return VersionNode(L"VS_VERSION_INFO", fixed, static_cast<uint16_t>(fixed.size()), false, stringInfo + varInfo);
@@ -336,7 +326,7 @@ std::string StringBlock(const std::vector<std::wstring>& strings) {
   std::string out;
   for (size_t i = 0; i < 16; ++i) {
     const std::wstring text = i < strings.size() ? strings[i] : std::wstring();
-    Put16(out, static_cast<uint16_t>(text.size()));
+    platform::le::Append16(out, static_cast<uint16_t>(text.size()));
     PutText(out, text);
   }
   return out;
