@@ -1,13 +1,14 @@
 #include "inventory/package_hive.h"
 
-#include "platform/guid.h"
 #include "foundation/log.h"
 #include "ondemand/icon_encoding.h"
 #include "platform/crypto.h"
 #include "platform/files.h"
+#include "platform/guid.h"
 #include "platform/process.h"
 #include "platform/registry.h"
 #include "platform/text.h"
+#include "volume/layout.h"
 
 namespace reg = platform::registry;
 
@@ -110,7 +111,7 @@ bool MountPackageHive(const std::wstring& volumeRoot, const std::wstring& appDir
              error);
     return false;
   }
-  hivePath += appDir + L"\\MVREG\\" + L"tarnhold.dat";
+  hivePath = volume::PackageHivePath(volumeRoot, appDir);
   mountKeyName = keyName;
   error = reg::LoadHiveFile(mountKeyName, hivePath);
   if (error != 0) {

@@ -3,10 +3,10 @@
 #include <vector>
 
 #include "foundation/file_helpers.h"
-#include "foundation/format.h"
 #include "foundation/log.h"
 #include "platform/files.h"
 #include "platform/process.h"
+#include "volume/layout.h"
 
 namespace shell = platform::shell;
 
@@ -150,13 +150,12 @@ void ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts(const std::wstring& v
                                                            const std::wstring& packageGuid) {
   static const wchar_t kFunction[] = L"ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts";
   std::vector<std::wstring> shortcuts;
-  const std::wstring startMenu = foundation::Format(L"%ls\\%ls\\THROOT\\%ls", volumeRoot.c_str(), packageGuid.c_str(),
-                                                    L"ProgramData\\Microsoft\\Windows\\Start Menu");
+  const std::wstring root = volume::PackageRoot(volumeRoot, packageGuid);
+  const std::wstring startMenu = root + L"\\ProgramData\\Microsoft\\Windows\\Start Menu";
   if (!GetFileList(startMenu, L".lnk", shortcuts)) {
     PrintLog(L"ERROR: %ls: GetFileList(.[%ls].) failed for startmenu shortcut.\n", kFunction, startMenu.c_str());
   }
-  const std::wstring desktop =
-      foundation::Format(L"%ls\\%ls\\THROOT\\Users\\Public\\Desktop", volumeRoot.c_str(), packageGuid.c_str());
+  const std::wstring desktop = root + L"\\Users\\Public\\Desktop";
   if (!GetFileList(desktop, L".lnk", shortcuts)) {
     PrintLog(L"ERROR: %ls: GetFileList(.[%ls].) failed for desktop shortcut.\n", kFunction, desktop.c_str());
   }

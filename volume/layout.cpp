@@ -34,6 +34,10 @@ std::wstring PackageMetaYmlPath(const std::wstring& volumePath, const std::wstri
   return PackageMetadataFolder(volumePath, appId) + L"\\_meta.yml";
 }
 
+std::wstring PackageHivePath(const std::wstring& volumePath, const std::wstring& appId) {
+  return PackageFolder(volumePath, appId) + L"\\MVREG\\tarnhold.dat";
+}
+
 std::wstring PackageFolderPattern(const std::wstring& volumePath) {
   return foundation::Format(L"%s\\{*}", volumePath.c_str());
 }

@@ -24,6 +24,8 @@ std::wstring PackageJsonPath(const std::wstring& volumePath, const std::wstring&
 std::wstring PackageRoot(const std::wstring& volumePath, const std::wstring& appId);  // \THROOT
 std::wstring PackageMetadataFolder(const std::wstring& volumePath, const std::wstring& appId);
 std::wstring PackageMetaYmlPath(const std::wstring& volumePath, const std::wstring& appId);
+// The captured registry hive: \MVREG\tarnhold.dat
+std::wstring PackageHivePath(const std::wstring& volumePath, const std::wstring& appId);
 
 // The search pattern that finds the package folder among the volume's entries.
 std::wstring PackageFolderPattern(const std::wstring& volumePath);  // \{*}

@@ -10,5 +10,6 @@ TEST(VolumeLayout, PathsArePlainlyJoinedToTheVolume) {
   EXPECT_EQ(volume::PackageFolderPattern(L"E:"), L"E:\\{*}");
   // Nothing is normalised: a Linux volume keeps its slashes, a trailing separator is doubled.
   EXPECT_EQ(volume::PackageRoot(L"/mnt/pkg", appId), L"/mnt/pkg\\" + appId + L"\\THROOT");
+  EXPECT_EQ(volume::PackageHivePath(L"E:", appId), L"E:\\" + appId + L"\\MVREG\\tarnhold.dat");
   EXPECT_EQ(volume::MetaJsonZipPath(L"C:\\Tools\\"), L"C:\\Tools\\\\META_JSON.ZIP");
 }
