@@ -1,9 +1,23 @@
 #include "support/hive_fixture.h"
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <chrono>
+#include <vector>
+
+#include "platform/common/regfile.h"
+#include "platform/text.h"
 
 namespace testsupport {
+
+void BuildHiveTree(const std::string& regText, platform::regf::TreeKey& root) {
+  std::vector<platform::regfile::Operation> operations;
+  platform::regfile::ParseError error;
+  ASSERT_TRUE(platform::regfile::Parse(regText, operations, error) &&
+              platform::regf::BuildTree(operations, root, error))
+      << platform::ToUtf8(error.message);
+}
 
 std::wstring UniqueHiveName(const std::wstring& label) {
   static std::atomic<unsigned> counter{0};

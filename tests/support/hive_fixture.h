@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "platform/common/regf.h"
+
 namespace testsupport {
 
 // Writes the hive the backend loads: a regf file on Linux, built as
@@ -12,6 +14,9 @@ namespace testsupport {
 // the name the hive will be loaded under. Fails the current test on error.
 void WriteHiveFixture(const std::wstring& path, const std::wstring& mountKeyName,
                       const std::string& regText);
+
+// The key tree of the .reg text. Fails the current test on a parse error.
+void BuildHiveTree(const std::string& regText, platform::regf::TreeKey& root);
 
 // A name for a hive load that no other test uses at the same time.
 std::wstring UniqueHiveName(const std::wstring& label);

@@ -12,7 +12,6 @@
 #include "support/programs.h"
 #include "support/scratch.h"
 
-namespace shell = platform::shell;
 
 namespace {
 
@@ -24,14 +23,7 @@ TEST(ShellLinkExchange, LinuxAndWindowsReadEachOthersLinks) {
   testsupport::ScratchFolder dir;
   ASSERT_EQ(platform::MakeFolder(dir / L"linux"), 0u);
   for (const auto& c : testsupport::kLinkCases) {
-    shell::ShellLink link;
-    ASSERT_EQ(link.Create(), 0);
-    link.SetPath(c.target);
-    link.SetArguments(c.arguments);
-    link.SetDescription(c.description);
-    link.SetIconLocation(c.iconPath, c.iconIndex);
-    link.SetHotkey(c.hotkey);
-    ASSERT_EQ(link.Save(dir / (L"linux\\" + std::wstring(c.file))), 0);
+    testsupport::SaveLinkCase(c, dir / (L"linux\\" + std::wstring(c.file)));
   }
 
   // Wine shows the Linux root as drive Z:.
@@ -48,23 +40,7 @@ TEST(ShellLinkExchange, LinuxAndWindowsReadEachOthersLinks) {
 
   for (const auto& c : testsupport::kLinkCases) {
     SCOPED_TRACE(platform::ToUtf8(c.file));
-    shell::ShellLink link;
-    ASSERT_EQ(link.Create(), 0);
-    ASSERT_EQ(link.Load(dir / (L"windows\\" + std::wstring(c.file))), 0);
-    std::wstring text;
-    EXPECT_EQ(link.GetPath(text), 0);
-    EXPECT_TRUE(platform::NamesEqual(text, c.target)) << platform::ToUtf8(text);
-    link.GetArguments(text);
-    EXPECT_EQ(text, c.arguments);
-    link.GetDescription(text);
-    EXPECT_EQ(text, c.description);
-    int32_t index = 0;
-    link.GetIconLocation(text, index);
-    EXPECT_EQ(text, c.iconPath);
-    EXPECT_EQ(index, c.iconIndex);
-    uint16_t hotkey = 0xFFFF;
-    link.GetHotkey(hotkey);
-    EXPECT_EQ(hotkey, c.hotkey);
+    testsupport::ExpectLinkReadsAs(dir / (L"windows\\" + std::wstring(c.file)), c);
   }
 }
 

@@ -46,14 +46,7 @@ TEST_F(ShellLinkExchange, SystemLinksReadByTheProjectsReader) {
   for (const auto& c : testsupport::kLinkCases) {
     SCOPED_TRACE(platform::ToUtf8(c.file));
     const std::wstring path = folder_ + L"\\windows\\" + c.file;
-    shell::ShellLink link;
-    ASSERT_EQ(link.Create(), 0);
-    ASSERT_EQ(link.SetPath(c.target), 0);
-    ASSERT_EQ(link.SetArguments(c.arguments), 0);
-    ASSERT_EQ(link.SetDescription(c.description), 0);
-    ASSERT_EQ(link.SetIconLocation(c.iconPath, c.iconIndex), 0);
-    ASSERT_EQ(link.SetHotkey(c.hotkey), 0);
-    ASSERT_EQ(link.Save(path), 0);
+    testsupport::SaveLinkCase(c, path);
 
     lnk::LinkData read;
     ASSERT_EQ(lnk::ParseLink(testsupport::ReadFile(path), read), 0);
@@ -82,23 +75,7 @@ TEST_F(ShellLinkExchange, ProjectLinksReadByTheSystem) {
       data.hotkey = c.hotkey;
       testsupport::WriteFile(path, lnk::BuildLink(c.target, data));
     }
-    shell::ShellLink link;
-    ASSERT_EQ(link.Create(), 0);
-    ASSERT_EQ(link.Load(path), 0);
-    std::wstring text;
-    EXPECT_EQ(link.GetPath(text), 0);
-    EXPECT_TRUE(platform::NamesEqual(text, c.target)) << platform::ToUtf8(text);
-    link.GetArguments(text);
-    EXPECT_EQ(text, c.arguments);
-    link.GetDescription(text);
-    EXPECT_EQ(text, c.description);
-    int32_t index = 0;
-    link.GetIconLocation(text, index);
-    EXPECT_EQ(text, c.iconPath);
-    EXPECT_EQ(index, c.iconIndex);
-    uint16_t hotkey = 0xFFFF;
-    link.GetHotkey(hotkey);
-    EXPECT_EQ(hotkey, c.hotkey);
+    testsupport::ExpectLinkReadsAs(path, c);
   }
 }
 

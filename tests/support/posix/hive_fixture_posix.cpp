@@ -10,12 +10,8 @@ namespace testsupport {
 
 void WriteHiveFixture(const std::wstring& path, const std::wstring& mountKeyName,
                       const std::string& regText) {
-  std::vector<platform::regfile::Operation> operations;
-  platform::regfile::ParseError error;
   platform::regf::TreeKey root;
-  ASSERT_TRUE(platform::regfile::Parse(regText, operations, error) &&
-              platform::regf::BuildTree(operations, root, error))
-      << platform::ToUtf8(error.message);
+  ASSERT_NO_FATAL_FAILURE(BuildHiveTree(regText, root));
   std::string native;
   uint32_t code = 0;
   ASSERT_TRUE(platform::posix::MapPath(path, native, code)) << code;

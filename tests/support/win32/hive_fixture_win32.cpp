@@ -50,12 +50,8 @@ void WriteKey(const platform::regf::TreeKey& key, const std::string& path, std::
 
 void WriteHiveFixture(const std::wstring& path, const std::wstring& mountKeyName,
                       const std::string& regText) {
-  std::vector<platform::regfile::Operation> operations;
-  platform::regfile::ParseError error;
   platform::regf::TreeKey root;
-  ASSERT_TRUE(platform::regfile::Parse(regText, operations, error) &&
-              platform::regf::BuildTree(operations, root, error))
-      << platform::ToUtf8(error.message);
+  ASSERT_NO_FATAL_FAILURE(BuildHiveTree(regText, root));
   ASSERT_TRUE(root.values.empty()) << "values of the hive's root key are not written";
   // The first key path names the load's own key, so Wine reads every path
   // relative to it.
