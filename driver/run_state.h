@@ -1,17 +1,28 @@
-// Run-wide values the entry point settles for the capture.
+// Run-wide values of one capture. The entry point settles the first ones;
+// each stage fills what it owns and hands the object on, so no stage reads
+// another's globals.
 #pragma once
 
 #include <string>
+
+#include "driver/resume_state.h"
 
 struct RunFlags {
   bool update = false;
   bool apprestart = false;
   bool phaseTwo = false;
   bool silent = false;
+  bool msix = false;  // the capture produced an MSIX package
 };
 
 struct CaptureRun {
   RunFlags flags;
   std::wstring marker;       // the first argument, as given
   std::wstring volumePath;   // the folder that holds the program
+  std::wstring appId;        // braced GUID text of the package (AppId)
+  std::wstring volumeId;     // braced GUID text of the volume (VolumeId)
+  ResumeState state;         // what phase one hands to phase two
+  std::wstring notes;        // the packager's notes
+  std::wstring diskUniqueId;      // the disk identity texts of phase two
+  std::wstring diskCreationTime;
 };
