@@ -1,0 +1,40 @@
+// The inventory's files in the package volume: one icon per application and
+// the application copy of _meta.yml in <volume>\<AppId>\METADATA, the policy
+// copy in <volume>\<AppId>\config\app, and the volume copy of _meta.yml.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "inventory/installed_apps.h"
+
+// Reads every entry into a record (MSI icons looked up below hiveRoot),
+// writes the icons, the policy copy and both _meta.yml copies, and gives
+// back the distinct publishers. False when the application copy of
+// _meta.yml could not be written.
+bool write_appinfo_file(const std::wstring& hiveRoot, const std::vector<InstalledKey>& entries,
+                        const std::wstring& volumeRoot, const std::wstring& volumeId, bool msix,
+                        std::vector<std::wstring>& publishers);
+// Deletes every *.ico file in the folder.
+void remove_old_icons(const std::wstring& metadataDir);
+
+// The naming and path rules, apart so they can be checked on their own.
+namespace appinfo_file {
+
+// The display name with every character but a-z, A-Z, 0-9, blank, "-", "."
+// and "_" replaced by "-", and ".ico".
+std::wstring IconFileName(const std::wstring& displayName);
+
+// Where a DisplayIcon points: the file (below the package root, from its
+// first "\") and the icon index, 0 unless the text behind the first comma
+// is a single digit.
+struct IconSource {
+  std::wstring belowRoot;
+  int index = 0;
+};
+IconSource SplitDisplayIcon(const std::wstring& displayIcon);
+// Whether belowRoot stays inside the package root as written: no part made
+// of dots and blanks only ("..", "... "), which could climb out of it.
+bool StaysBelowRoot(const std::wstring& belowRoot);
+
+}  // namespace appinfo_file
