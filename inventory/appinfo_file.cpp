@@ -40,9 +40,44 @@ bool PassesThroughLink(const std::wstring& packageRoot, const std::wstring& belo
   }
 }
 
+// The display name with every character but a-z, A-Z, 0-9, blank, "-", "."
+// and "_" replaced by "-", and ".ico".
+std::wstring IconFileName(const std::wstring& displayName) {
+  std::wstring name = displayName;
+  for (wchar_t& c : name) {
+    const bool kept = (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || (c >= L'0' && c <= L'9') ||
+                      c == L' ' || c == L'-' || c == L'.' || c == L'_';
+    if (!kept) c = L'-';
+  }
+  return name + L".ico";
+}
+
+// Where a DisplayIcon points: the file below the package root, and the
+// icon index, 0 unless the text behind the first comma is a single digit.
+struct IconSource {
+  std::wstring belowRoot;
+  int index = 0;
+};
+IconSource SplitDisplayIcon(const std::wstring& displayIcon) {
+  IconSource source;
+  const size_t comma = displayIcon.find(L',');
+  std::wstring path = displayIcon.substr(0, comma);
+  if (comma != std::wstring::npos) {
+    const std::wstring index = displayIcon.substr(comma + 1);
+    if (index.size() == 1 && index[0] >= L'0' && index[0] <= L'9') source.index = index[0] - L'0';
+  }
+  // "c:\app\app.exe",0 has lost its opening quote only; no file name
+  // holds a quote, so the closing one is no part of the path either.
+  if (!path.empty() && path.back() == L'"') path.pop_back();
+  path.erase(0, 2);  // the drive
+  if (path.empty() || path[0] != L'\\') path.insert(0, L"\\");
+  source.belowRoot = path;
+  return source;
+}
+
 // The icon of one record as <target>; true when an icon file was written.
 bool ExtractAppIcon(const std::wstring& packageRoot, const std::wstring& displayIcon, const std::wstring& target) {
-  const appinfo_file::IconSource source = appinfo_file::SplitDisplayIcon(displayIcon);
+  const IconSource source = SplitDisplayIcon(displayIcon);
   const std::wstring path = packageRoot + source.belowRoot;
   if (!appinfo_file::StaysBelowRoot(source.belowRoot) || PassesThroughLink(packageRoot, source.belowRoot)) {
     Report(L"icon source \"" + path + L"\" leaves the package root, not read", __LINE__);
@@ -89,33 +124,6 @@ bool ExtractAppIcon(const std::wstring& packageRoot, const std::wstring& display
 }  // namespace
 
 namespace appinfo_file {
-
-std::wstring IconFileName(const std::wstring& displayName) {
-  std::wstring name = displayName;
-  for (wchar_t& c : name) {
-    const bool kept = (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || (c >= L'0' && c <= L'9') ||
-                      c == L' ' || c == L'-' || c == L'.' || c == L'_';
-    if (!kept) c = L'-';
-  }
-  return name + L".ico";
-}
-
-IconSource SplitDisplayIcon(const std::wstring& displayIcon) {
-  IconSource source;
-  const size_t comma = displayIcon.find(L',');
-  std::wstring path = displayIcon.substr(0, comma);
-  if (comma != std::wstring::npos) {
-    const std::wstring index = displayIcon.substr(comma + 1);
-    if (index.size() == 1 && index[0] >= L'0' && index[0] <= L'9') source.index = index[0] - L'0';
-  }
-  // "c:\app\app.exe",0 has lost its opening quote only; no file name
-  // holds a quote, so the closing one is no part of the path either.
-  if (!path.empty() && path.back() == L'"') path.pop_back();
-  path.erase(0, 2);  // the drive
-  if (path.empty() || path[0] != L'\\') path.insert(0, L"\\");
-  source.belowRoot = path;
-  return source;
-}
 
 bool StaysBelowRoot(const std::wstring& belowRoot) {
   size_t at = 0;
@@ -184,7 +192,7 @@ bool write_appinfo_file(const std::wstring& hiveRoot, const std::vector<Installe
     if (!read_app_info(hiveRoot, entries[i], record, publishers)) continue;
     if (!record.displayIcon.empty() &&
         ExtractAppIcon(volume::PackageRoot(volumeRoot, entryAppId), record.displayIcon,
-                       volume::PackageIconPath(volumeRoot, entryAppId, appinfo_file::IconFileName(record.displayName))))
+                       volume::PackageIconPath(volumeRoot, entryAppId, IconFileName(record.displayName))))
       ++icons;
     records.push_back(record);
     ++recorded;

@@ -18,23 +18,10 @@ bool write_appinfo_file(const std::wstring& hiveRoot, const std::vector<Installe
 // Deletes every *.ico file in the folder.
 void remove_old_icons(const std::wstring& metadataDir);
 
-// The naming and path rules, apart so they can be checked on their own.
 namespace appinfo_file {
 
-// The display name with every character but a-z, A-Z, 0-9, blank, "-", "."
-// and "_" replaced by "-", and ".ico".
-std::wstring IconFileName(const std::wstring& displayName);
-
-// Where a DisplayIcon points: the file (below the package root, from its
-// first "\") and the icon index, 0 unless the text behind the first comma
-// is a single digit.
-struct IconSource {
-  std::wstring belowRoot;
-  int index = 0;
-};
-IconSource SplitDisplayIcon(const std::wstring& displayIcon);
-// Whether belowRoot stays inside the package root as written: no part made
-// of dots and blanks only ("..", "... "), which could climb out of it.
+// Whether a path below the package root stays inside it as written: no part
+// made of dots and blanks only ("..", "... "), which could climb out of it.
 bool StaysBelowRoot(const std::wstring& belowRoot);
 
 }  // namespace appinfo_file
