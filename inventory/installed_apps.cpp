@@ -25,12 +25,15 @@ constexpr size_t kNameChars = 254;
 constexpr size_t kValueChars = 8192 / sizeof(char16_t) - 1;
 constexpr uint32_t kErrorFileNotFound = 2;
 
+// Buffers hold UTF-16 units, whatever wchar_t is here.
+size_t Utf16Length(const std::wstring& text) { return platform::ToUtf16Le(text).size() / 2; }
+
 // A string value as the fixed buffer reads it. Present (true) or not; a
 // value that is there but cannot be used says so in the log.
 bool QueryText(const reg::Key& key, const std::wstring& keyPath, const wchar_t* name, std::wstring& text) {
   text.clear();
   uint32_t error = reg::QueryString(key, name, text);
-  if (error == 0 && text.size() > kValueChars) error = reg::kErrorMoreData;
+  if (error == 0 && Utf16Length(text) > kValueChars) error = reg::kErrorMoreData;
   if (error == 0) return true;
   if (error != kErrorFileNotFound)
     Log(0, foundation::Format(L"value \"%s\" of \"%s\" left out: %s, error: %d", name, keyPath.c_str(),
@@ -104,7 +107,7 @@ void enum_installed_software(const std::wstring& root, const std::wstring& subke
   if (reg::SubKeyCount(key, count) != 0 || reg::EnumSubKeys(key, names) != 0) return;
   for (size_t i = 0; i < count && i < names.size(); ++i) {
     // A name the buffer cannot hold ends the enumeration, as its error does.
-    if (names[i].size() > kNameChars) {
+    if (Utf16Length(names[i]) > kNameChars) {
       Assert(false, kFunction, __LINE__);
       return;
     }
