@@ -24,7 +24,6 @@ namespace {
 constexpr uint32_t kMaxIconSide = 1024;
 constexpr uint32_t kMaxPictureSide = 8192;
 constexpr uint32_t kErrorInvalidData = 13;
-constexpr uint32_t kErrorFileInvalid = 1006;
 
 bool DecodePng(std::string_view bytes, uint32_t maxSide, Bitmap& bitmap) {
   bitmap = Bitmap{};
@@ -247,11 +246,8 @@ uint32_t ExtractIconPair(const std::wstring& path, int index, Bitmap& large, Bit
   MappedFile file;
   if ((error = file.Open(path)) != 0) return 0;
   const std::string_view bytes = file.bytes();
-  // The system maps the file first, and an empty file cannot be mapped.
-  if (bytes.empty()) {
-    error = kErrorFileInvalid;
-    return 0xFFFFFFFF;
-  }
+  // An empty file holds no icon: the caller's size check names it.
+  if (bytes.empty()) return 0;
   pe::Image image;
   std::vector<icons::DirectoryEntry> entries;
   std::vector<std::string_view> images;  // per entry
