@@ -150,6 +150,26 @@ TEST_F(OnDemandCollector, UnusableShortcutsAreLeftOutAndUnusableIconsGiveTheExte
                                L" is neither an executable nor an icon file. Icon cannot be extracted from this file."));
 }
 
+TEST_F(OnDemandCollector, TargetApplicationComesFromTheTableByTheLowerCasedPathFound) {
+  const std::wstring app = volume_.Put(L"Program Files\\App\\App.exe", testsupport::BuildPe({}));
+  volume_.Link(volume_.Desktop() + L"\\App.lnk", volume_.Root() + L"\\Program Files (x86)\\App\\App.exe /safe");
+  const CaptureRun run = volume_.Run();
+  COnDemandMVPackage collector(run, testsupport::kOnDemandGuid);
+  collector.TargetApplications()[platform::Lower(app)] = {3};
+  MetadataObject onDemand, icons;
+  uint32_t counter = 0;
+  ASSERT_TRUE(collector.GetMetadataForPackage(&onDemand, &icons, &counter, false));
+
+  MetadataObject expected;
+  auto shortcuts = std::make_unique<MetadataArray>();
+  auto o = ShortcutObject({L"App", L"C:\\Program Files (x86)\\App\\App.exe /safe", nullptr, L"0", L"", L"",
+                           L"", L""});
+  o->Add(L"target_app", std::make_unique<MetadataInt>(3));
+  shortcuts->Add(std::move(o));
+  expected.Add(L"shortcuts", std::move(shortcuts));
+  EXPECT_EQ(onDemand.Serialize(), expected.Serialize());
+}
+
 TEST(OnDemandSanitizePath, TrailingArgumentsAreCutAtTheFirstBlankThatNamesAFile) {
   testsupport::ScratchLog log;
   OnDemandVolume volume;
