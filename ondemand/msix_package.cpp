@@ -21,23 +21,12 @@ std::wstring COnDemandMsixPackage::GetIconMetadata(const std::wstring& relativeP
              volumeRoot_.c_str());
     return {};
   }
-  const size_t dot = path.rfind(L'.');
-  const size_t slash = path.find_last_of(L"\\/");
-  const std::wstring extension =
-      dot == std::wstring::npos || (slash != std::wstring::npos && dot < slash) ? L"" : path.substr(dot + 1);
   std::wstring base64;
-  bool encoded = false;
-  const bool png = platform::EqualsNoCase(extension, L"png");
-  if (platform::EqualsNoCase(extension, L"ico"))
-    encoded = GetIcoFileBase64(path, base64);
-  else if (png)
-    encoded = GetPngFileBase64(path, base64);
-  else
-    encoded = GetExeIconBase64(path, 0, base64);
-  if (!encoded) {
+  if (!GetIconBase64(path, 0, base64)) {
     PrintLog(L"LOG: %s: GetShortcutIconBase64(.%s.) failed.\n", kFunction, path.c_str());
     return {};
   }
+  const bool png = platform::EqualsNoCase(FileExtension(path), L"png");
   return std::to_wstring(icons_.Number(path, base64, png ? L"image/png" : L"image/ico", icons));
 }
 

@@ -17,19 +17,8 @@
 
 namespace {
 
-#define QUALIFIED(name) L"COnDemandMVPackage::" name
-
 constexpr wchar_t kProgramFilesX86[] = L"Program Files (x86)";
 constexpr wchar_t kProgramFiles[] = L"Program Files";
-
-// The file name's extension without its dot, as PathFindExtension finds it.
-std::wstring ExtensionOf(const std::wstring& path) {
-  const size_t start = path.find_last_of(L"\\/");
-  const size_t dot = path.rfind(L'.');
-  if (dot == std::wstring::npos || (start != std::wstring::npos && dot < start)) return {};
-  std::wstring extension = path.substr(dot + 1);
-  return extension.find(L' ') == std::wstring::npos ? extension : std::wstring();
-}
 
 // The shortcut's name: its file name without folder, stream suffix and last
 // extension; ".x" stays whole.
@@ -67,7 +56,7 @@ bool COnDemandMVPackage::LoadPackageHive() {
   if (hiveMounted_) return true;
   std::wstring hivePath;
   if (!MountPackageHive(run_.volumePath, packageGuid_, mountKeyName_, hivePath)) {
-    PrintLog(L"ERROR: %s - LoadHive(...) failed.\n", QUALIFIED(L"LoadPackageHive"));
+    PrintLog(L"ERROR: %s - LoadHive(...) failed.\n", L"COnDemandMVPackage::LoadPackageHive");
     return false;
   }
   hiveMounted_ = true;
@@ -79,7 +68,7 @@ void COnDemandMVPackage::UnloadPackageHive() {
   hiveMounted_ = false;
   if (const uint32_t error = platform::registry::UnloadHive(mountKeyName_)) {
     const std::wstring hivePath = volume::PackageHivePath(run_.volumePath, packageGuid_);
-    PrintLog(L"ERROR: %s: (%ls) hive unload failed (Error: 0x%x)\n", QUALIFIED(L"UnloadPackageHive"),
+    PrintLog(L"ERROR: %s: (%ls) hive unload failed (Error: 0x%x)\n", L"COnDemandMVPackage::UnloadPackageHive",
              hivePath.c_str(), error);
   }
 }
@@ -92,14 +81,14 @@ void COnDemandMVPackage::CleanupResources() {
   const std::wstring shellNew = packageDataPath_ + L"\\shellnew";
   if (!platform::PathExists(shellNew)) return;
   if (const uint32_t error = RemoveFolderTree(shellNew)) {
-    PrintLog(L"ERROR: %s: Failed to delete directories %s. Error %S (%d).\n", QUALIFIED(L"CleanupResources"),
+    PrintLog(L"ERROR: %s: Failed to delete directories %s. Error %S (%d).\n", L"COnDemandMVPackage::CleanupResources",
              shellNew.c_str(), platform::ToUtf8(platform::ErrorDescription(error)).c_str(), static_cast<int>(error));
   }
 }
 
 bool COnDemandMVPackage::GetMetadataForPackage(MetadataObject* onDemand, MetadataObject* icons,
                                                uint32_t* /*iconCounter*/, bool captureFta) {
-  static const wchar_t* const kFunction = QUALIFIED(L"GetMetadataForPackage");
+  static const wchar_t* const kFunction = L"COnDemandMVPackage::GetMetadataForPackage";
   if (packageDataPath_.empty()) {
     PrintLog(L"ERROR: Package data path is empty.\n");
     return false;
@@ -130,10 +119,9 @@ bool COnDemandMVPackage::GetMetadataForPackage(MetadataObject* onDemand, Metadat
         {L"fta", &fta_},                  {L"prog_ids", &progIds_},
         {L"applications", &applications_}, {L"url_protocol", &urlProtocol_},
         {L"context_menu", &contextMenu_}, {L"target_apps", &targetApps_}};
-    bool targetApps = false;
+    const bool targetApps = targetApps_->Count() != 0;
     for (const auto& [key, array] : arrays) {
       if ((*array)->Count() == 0) continue;
-      targetApps = array == &targetApps_;
       ftaObject->Add(key, std::move(*array));
       *array = std::make_unique<MetadataArray>();
     }
@@ -169,14 +157,14 @@ bool COnDemandMVPackage::GetShortcutList(std::vector<std::wstring>& shortcuts) {
   for (const std::wstring& folder : {volume::PackageStartMenuFolder(run_.volumePath, packageGuid_),
                                      volume::PackageDesktopFolder(run_.volumePath, packageGuid_)}) {
     if (!GetFileList(folder, L".lnk", shortcuts)) {
-      PrintLog(L"LOG: %s: GetFileList(.%s.) failed.\n", QUALIFIED(L"GetShortcutList"), folder.c_str());
+      PrintLog(L"LOG: %s: GetFileList(.%s.) failed.\n", L"COnDemandMVPackage::GetShortcutList", folder.c_str());
     }
   }
   return true;
 }
 
 bool COnDemandMVPackage::PopulateShortcutMetadata(const std::wstring& shortcutPath, MetadataObject& icons) {
-  static const wchar_t* const kFunction = QUALIFIED(L"PopulateShortcutMetadata");
+  static const wchar_t* const kFunction = L"COnDemandMVPackage::PopulateShortcutMetadata";
   CShellLinkDetails details;
   if (const int32_t status = details.PopulateShellLinkDetails(shortcutPath); status < 0) {
     PrintLog(L"LOG: %s: CShellLinkDetails::PopulateShellLinkDetails(.%s.) failed : 0x%08lx\r\n", kFunction,
@@ -203,7 +191,7 @@ bool COnDemandMVPackage::PopulateShortcutMetadata(const std::wstring& shortcutPa
 }
 
 bool COnDemandMVPackage::FillIconInfoStruct(const CShellLinkDetails& details, IconInfo& icon) {
-  static const wchar_t* const kFunction = QUALIFIED(L"FillIconInfoStruct");
+  static const wchar_t* const kFunction = L"COnDemandMVPackage::FillIconInfoStruct";
   icon.path = details.iconPath.empty() ? details.targetPath : details.iconPath;
   if (icon.path.empty()) {
     PrintLog(L"LOG: %s: Both icon location path and target path are empty for icon %s.\r\n", kFunction,
@@ -211,7 +199,7 @@ bool COnDemandMVPackage::FillIconInfoStruct(const CShellLinkDetails& details, Ic
     return false;
   }
   icon.index = details.iconIndex;
-  icon.extension = ExtensionOf(icon.path);
+  icon.extension = FileExtension(icon.path);
   if (IsFileInside(icon.path)) return true;
 
   std::wstring candidate = PackageSideCandidate(icon.path);
@@ -225,7 +213,7 @@ bool COnDemandMVPackage::FillIconInfoStruct(const CShellLinkDetails& details, Ic
 }
 
 void COnDemandMVPackage::GetIconIndex(const IconInfo& icon, std::wstring& number, MetadataObject& icons) {
-  static const wchar_t* const kFunction = QUALIFIED(L"GetIconIndex");
+  static const wchar_t* const kFunction = L"COnDemandMVPackage::GetIconIndex";
   number.clear();
   const std::wstring key = platform::Lower(icon.path) + std::to_wstring(icon.index);
   uint32_t known = 0;
@@ -240,14 +228,7 @@ void COnDemandMVPackage::GetIconIndex(const IconInfo& icon, std::wstring& number
     return;
   }
   std::wstring base64;
-  bool encoded = false;
-  if (platform::EqualsNoCase(icon.extension, L"ico"))
-    encoded = GetIcoFileBase64(icon.path, base64);
-  else if (platform::EqualsNoCase(icon.extension, L"png"))
-    encoded = GetPngFileBase64(icon.path, base64);
-  else
-    encoded = GetExeIconBase64(icon.path, icon.index, base64);
-  if (!encoded) {
+  if (!GetIconBase64(icon.path, icon.index, base64)) {
     PrintLog(L"LOG: %s: GetIconBase64(.%s.) failed.\n", kFunction, icon.path.c_str());
     return;
   }
@@ -265,7 +246,7 @@ void COnDemandMVPackage::FillShortcutInfoStruct(const CShellLinkDetails& details
 }
 
 void COnDemandMVPackage::GetCorrectPathForShortcut(const std::wstring& targetPath, ShortcutInfo& info) {
-  static const wchar_t* const kFunction = QUALIFIED(L"GetCorrectPathForShortcut");
+  static const wchar_t* const kFunction = L"COnDemandMVPackage::GetCorrectPathForShortcut";
   std::wstring resolved = targetPath;
   if (!platform::PathExists(targetPath) || !InsidePackageRoot(targetPath, nullptr, nullptr)) {
     std::wstring candidate = PackageSideCandidate(targetPath);
@@ -283,7 +264,7 @@ void COnDemandMVPackage::GetCorrectPathForShortcut(const std::wstring& targetPat
   const auto app = targetApplications_.find(platform::Lower(longPath));
   if (app != targetApplications_.end()) info.targetApp = app->second.index;
 
-  static const wchar_t* const kFill = QUALIFIED(L"FillShortcutInfoStruct");
+  static const wchar_t* const kFill = L"COnDemandMVPackage::FillShortcutInfoStruct";
   if (const uint32_t status = GetFilePropertyData(longPath, L"CompanyName", info.publisher)) {
     PrintLog(L"LOG: %ls : GetFilePropertyData - CompanyName(.[%ls]-[0x%08lx].) failed.\n", kFill, longPath.c_str(),
              static_cast<unsigned long>(status));
@@ -318,7 +299,7 @@ bool COnDemandMVPackage::SanitizePath(std::wstring& path) {
     const std::wstring prefix = path.substr(0, space);
     if (ExistsAsFile(prefix)) {
       path = prefix;
-      PrintLog(L"LOG: %ls : Path after sanitizing [%ls]) \n", QUALIFIED(L"SanitizePath"), path.c_str());
+      PrintLog(L"LOG: %ls : Path after sanitizing [%ls]) \n", L"COnDemandMVPackage::SanitizePath", path.c_str());
       return true;
     }
   }
@@ -331,7 +312,7 @@ void COnDemandMVPackage::FillShortcutMetadata(const ShortcutInfo& info) {
   shortcut->AddString(L"path", info.path);
   const std::wstring launchId = GetMD5HashGuid(info.path);
   if (launchId.empty())
-    PrintLog(L"LOG: %s: GetMD5HashGuid(.%s.) failed.\n", QUALIFIED(L"FillShortcutMetadata"), info.path.c_str());
+    PrintLog(L"LOG: %s: GetMD5HashGuid(.%s.) failed.\n", L"COnDemandMVPackage::FillShortcutMetadata", info.path.c_str());
   else
     shortcut->AddString(L"launch_id", launchId);
   if (info.hasIcon && !info.iconIndex.empty()) shortcut->AddString(L"iconIndex", info.iconIndex);
