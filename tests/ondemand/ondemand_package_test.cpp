@@ -1,19 +1,16 @@
-// The on-demand collector over a scratch package: the JSON it makes,
-// compared as text with what the value tree writes, and its log lines.
+// The on-demand collector over scratch packages: the JSON it makes, compared
+// as text with what the value tree writes for the expected members, and the
+// log lines that say what it tried or refused.
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "driver/service_parameters.h"
 #include "metadata/metadata_value.h"
 #include "ondemand/containment.h"
 #include "ondemand/hashes.h"
 #include "ondemand/icon_encoding.h"
-#include "ondemand/msix_package.h"
 #include "ondemand/ondemand_assembly.h"
 #include "ondemand/ondemand_package.h"
 #include "platform/imaging.h"
-#include "platform/process.h"
 #include "platform/registry.h"
 #include "platform/text.h"
 #include "support/icon_fixtures.h"
@@ -22,9 +19,11 @@
 
 namespace reg = platform::registry;
 using testsupport::OnDemandVolume;
+using namespace testsupport::tree;
 
 namespace {
 
+Node Icon(const wchar_t* type, const std::wstring& data) { return Obj(M(L"type", S(type)), M(L"data", S(data))); }
 std::wstring IcoData(const std::wstring& path) {
   std::wstring base64;
   EXPECT_TRUE(GetIcoFileBase64(path, base64));
@@ -32,162 +31,86 @@ std::wstring IcoData(const std::wstring& path) {
 }
 
 struct Shortcut {
-  const wchar_t* name;
-  const wchar_t* path;
-  const wchar_t* icon;  // nullptr: none
-  const wchar_t* hotkey;
-  const wchar_t* description;
-  const wchar_t* targetFileExt;
-  const wchar_t* publisher;
-  const wchar_t* productVersion;
+  const wchar_t *name, *path, *icon, *hotkey, *description, *targetFileExt;
+  int targetApp;  // -1: none
+  const wchar_t *publisher, *productVersion;
 };
-
-std::unique_ptr<MetadataObject> ShortcutObject(const Shortcut& s) {
-  auto o = std::make_unique<MetadataObject>();
-  o->AddString(L"name", s.name);
-  o->AddString(L"path", s.path);
-  o->AddString(L"launch_id", GetMD5HashGuid(s.path));
-  if (s.icon) o->AddString(L"iconIndex", s.icon);
+Node ShortcutObject(const Shortcut& s) {
+  auto o = Obj(M(L"name", S(s.name)), M(L"path", S(s.path)), M(L"launch_id", S(GetMD5HashGuid(s.path))));
+  if (*s.icon) o->AddString(L"iconIndex", s.icon);
   o->AddString(L"hotkey", s.hotkey);
   if (*s.description) o->AddString(L"description", s.description);
   if (*s.targetFileExt) o->AddString(L"targetfileext", s.targetFileExt);
+  if (s.targetApp >= 0) o->Add(L"target_app", std::make_unique<MetadataInt>(s.targetApp));
   if (*s.publisher) o->AddString(L"publisher", s.publisher);
   if (*s.productVersion) o->AddString(L"product_version", s.productVersion);
   return o;
 }
 
-void AddIcon(MetadataObject& icons, const std::wstring& name, const wchar_t* type, const std::wstring& data) {
-  auto icon = std::make_unique<MetadataObject>();
-  icon->AddString(L"type", type);
-  icon->AddString(L"data", data);
-  icons.Add(name, std::move(icon));
-}
-
 bool Logged(testsupport::ScratchLog& log, const std::wstring& text) {
-  const auto messages = log.Messages();
-  return std::any_of(messages.begin(), messages.end(),
-                     [&](const std::wstring& m) { return m.find(text) != std::wstring::npos; });
+  return log.Text().find(text) != std::wstring::npos;
 }
 
-class OnDemandCollector : public testing::Test {
- protected:
-  testsupport::ScratchLog log_;
-  OnDemandVolume volume_;
-  std::wstring dumped_;
-};
-
-TEST_F(OnDemandCollector, SamplePackageGivesItsShortcutsAndSharedIcons) {
-  testsupport::BuildSamplePackage(volume_);
-  const std::wstring fabrikam = volume_.Root() + L"\\Program Files\\Fabrikam\\";
-
-  MetadataObject onDemand, icons;
-  auto shortcuts = std::make_unique<MetadataArray>();
-  const Shortcut expected[] = {
-      {L"Legacy", L"C:\\Program Files (x86)\\Legacy\\legacy.exe", L"0", L"838", L"", L"", L"Legacy Ltd", L""},
-      {L"Old", L"C:\\Program Files\\Old\\old.exe", nullptr, L"0", L"", L"exe", L"", L"1.0"},
-      {L"Fabrikam Safe Mode", L"C:\\Program Files\\Fabrikam\\fabrikam.exe", L"1", L"0", L"", L"", L"Fabrikam, Inc.",
-       L"4.2 <beta>"},
-      {L"Fabrikam", L"C:\\Program Files\\Fabrikam\\fabrikam.exe", L"1", L"1601", L"Fabrikam \u2013 the editor", L"",
-       L"Fabrikam, Inc.", L"4.2 <beta>"},
-      {L"Read Me", L"C:\\Program Files\\Fabrikam\\readme.txt", nullptr, L"0", L"", L"txt", L"", L""},
-      {L"Tools Copy", L"C:\\Program Files\\Fabrikam\\fabrikam.exe", L"2", L"0", L"Tools", L"", L"Fabrikam, Inc.",
-       L"4.2 <beta>"},
-      {L"Tools", L"C:\\Program Files\\Fabrikam\\fabrikam.exe", L"2", L"0", L"Tools", L"", L"Fabrikam, Inc.",
-       L"4.2 <beta>"},
-  };
-  for (const auto& s : expected) shortcuts->Add(ShortcutObject(s));
-  onDemand.Add(L"shortcuts", std::move(shortcuts));
-  auto indices = std::make_unique<MetadataArray>();
-  for (const wchar_t* n : {L"0", L"1", L"2"}) indices->AddString(n);
-  onDemand.Add(L"icon_indices", std::move(indices));
-  AddIcon(icons, L"icon0", L"image/ico", IcoData(volume_.Root() + L"\\Program Files\\Legacy\\legacy.ico"));
-  AddIcon(icons, L"icon1", L"image/ico", IcoData(fabrikam + L"fabrikam.ico"));
-  AddIcon(icons, L"icon2", L"image/ico", IcoData(fabrikam + L"Tools\\copy.ico"));
-
-  const std::string json = testsupport::CollectedJson(volume_);
-  EXPECT_EQ(json, onDemand.Serialize() + "\r\n\r\n" + icons.Serialize());
-  if (platform::GetEnv(L"KESTREL_SHOW_JSON", dumped_)) testsupport::WriteFile(dumped_, json);
-
-  // The swap, both ways, says what it tried.
-  const std::wstring x86 = volume_.Root() + L"\\Program Files (x86)\\Legacy\\legacy.exe";
-  EXPECT_TRUE(Logged(log_, L"COnDemandMVPackage::GetCorrectPathForShortcut: File path " + x86 +
-                               L" does not exist. Applying workaround to replace \"Program Files (x86)\" with "
-                               L"\"Program Files\" and vice versa.\r\n"));
-  const size_t at = volume_.Root().size() + 1;
-  EXPECT_TRUE(Logged(log_, L"COnDemandMVPackage::GetCorrectPathForShortcut: Program Files (x86) at [" +
-                               std::to_wstring(at) + L"].New Path (" + volume_.Root() +
-                               L"\\Program Files\\Legacy\\legacy.exe)"));
-  EXPECT_TRUE(Logged(log_, L"COnDemandMVPackage::GetCorrectPathForShortcut: Program Files at [" +
-                               std::to_wstring(at) + L"].New Path (" + volume_.Root() +
-                               L"\\Program Files (x86)\\Old\\old.exe)"));
-  EXPECT_TRUE(Logged(log_, L"COnDemandMVPackage::PopulateShortcutMetadata: Target path C:\\Windows\\notepad.exe of "
-                           L"shortcut " + volume_.StartMenu() + L"\\Programs\\Outside.lnk does not lie under "
-                           L"\"THROOT\": the shortcut is left out.\r\n"));
-}
-
-TEST_F(OnDemandCollector, PackageWithoutShortcutsGivesAnEmptyObject) {
-  EXPECT_EQ(testsupport::CollectedJson(volume_), "{\r\n}\r\n\r\n{\r\n}");
-  EXPECT_TRUE(Logged(log_, std::wstring(L"COnDemandMVPackage::GetMetadataForPackage: There was no shortcut captured "
-                                        L"for this package guid [") + testsupport::kOnDemandGuid + L"]."));
-  // With file types on, the missing hive is said and the shortcuts go on.
-  EXPECT_TRUE(Logged(log_, L"Failed to load package hive."));
-}
-
-TEST_F(OnDemandCollector, UnusableShortcutsAreLeftOutAndUnusableIconsGiveTheExtension) {
-  const std::wstring app = volume_.Put(L"App\\app.exe", testsupport::BuildPe({}));
-  const std::wstring notes = volume_.Put(L"App\\notes.txt", "notes");
-  const std::wstring programs = volume_.StartMenu() + L"\\Programs\\";
-  volume_.Link(programs + L"Broken.lnk", L"");                    // no target, no icon
-  testsupport::WriteFile(programs + L"Damaged.lnk", "L\0\0\0");    // no link at all
-  volume_.Link(programs + L"Notes.lnk", app, notes, 0, 0, L"");    // a text file as icon
-
-  MetadataObject onDemand;
-  auto shortcuts = std::make_unique<MetadataArray>();
-  shortcuts->Add(ShortcutObject({L"Notes", L"C:\\App\\app.exe", nullptr, L"0", L"", L"txt", L"", L""}));
-  onDemand.Add(L"shortcuts", std::move(shortcuts));
-  EXPECT_EQ(testsupport::CollectedJson(volume_), onDemand.Serialize() + "\r\n\r\n{\r\n}");
-  EXPECT_TRUE(Logged(log_, L"COnDemandMVPackage::GetIconIndex: " + notes +
-                               L" is neither an executable nor an icon file. Icon cannot be extracted from this file."));
-}
-
-TEST_F(OnDemandCollector, TargetApplicationComesFromTheTableByTheLowerCasedPathFound) {
-  const std::wstring app = volume_.Put(L"Program Files\\App\\App.exe", testsupport::BuildPe({}));
-  volume_.Link(volume_.Desktop() + L"\\App.lnk", volume_.Root() + L"\\Program Files (x86)\\App\\App.exe /safe");
-  const CaptureRun run = volume_.Run();
-  COnDemandMVPackage collector(run, testsupport::kOnDemandGuid);
-  collector.TargetApplications()[platform::Lower(app)] = {3};
-  MetadataObject onDemand, icons;
-  uint32_t counter = 0;
-  ASSERT_TRUE(collector.GetMetadataForPackage(&onDemand, &icons, &counter, false));
-
-  MetadataObject expected;
-  auto shortcuts = std::make_unique<MetadataArray>();
-  auto o = ShortcutObject({L"App", L"C:\\Program Files (x86)\\App\\App.exe /safe", nullptr, L"0", L"", L"",
-                           L"", L""});
-  o->Add(L"target_app", std::make_unique<MetadataInt>(3));
-  shortcuts->Add(std::move(o));
-  expected.Add(L"shortcuts", std::move(shortcuts));
-  EXPECT_EQ(onDemand.Serialize(), expected.Serialize());
-}
-
-TEST(OnDemandSanitizePath, TrailingArgumentsAreCutAtTheFirstBlankThatNamesAFile) {
+TEST(OnDemandCollector, SamplePackageGivesItsShortcutsSharedIconsAndTargetApplications) {
   testsupport::ScratchLog log;
+  OnDemandVolume volume;
+  testsupport::BuildSamplePackage(volume);
+  const std::wstring files = volume.Root() + L"\\Program Files\\";
+  const wchar_t* fab = L"C:\\Program Files\\Fabrikam\\fabrikam.exe";
+  const Shortcut shortcuts[] = {
+      {L"Legacy", L"C:\\Program Files (x86)\\Legacy\\legacy.exe", L"0", L"838", L"", L"", 1, L"Legacy Ltd", L""},
+      {L"Old", L"C:\\Program Files\\Old\\old.exe", L"", L"0", L"", L"exe", -1, L"", L"1.0"},
+      {L"Fabrikam Safe Mode", fab, L"1", L"0", L"", L"", 0, L"Fabrikam, Inc.", L"4.2 <beta>"},
+      {L"Fabrikam", fab, L"1", L"1601", L"Fabrikam \u2013 the editor", L"", 0, L"Fabrikam, Inc.", L"4.2 <beta>"},
+      {L"Read Me", L"C:\\Program Files\\Fabrikam\\readme.txt", L"", L"0", L"", L"txt", -1, L"", L""},
+      {L"Tools Copy", fab, L"2", L"0", L"Tools", L"", 0, L"Fabrikam, Inc.", L"4.2 <beta>"},
+      {L"Tools", fab, L"2", L"0", L"Tools", L"", 0, L"Fabrikam, Inc.", L"4.2 <beta>"},
+  };
+  auto expected = Obj(M(L"shortcuts", Arr(ShortcutObject(shortcuts[0]), ShortcutObject(shortcuts[1]),
+                                          ShortcutObject(shortcuts[2]), ShortcutObject(shortcuts[3]),
+                                          ShortcutObject(shortcuts[4]), ShortcutObject(shortcuts[5]),
+                                          ShortcutObject(shortcuts[6]))),
+                      M(L"icon_indices", Strings({L"0", L"1", L"2"})));
+  auto icons = Obj(M(L"icon0", Icon(L"image/ico", IcoData(files + L"Legacy\\legacy.ico"))),
+                   M(L"icon1", Icon(L"image/ico", IcoData(files + L"Fabrikam\\fabrikam.ico"))),
+                   M(L"icon2", Icon(L"image/ico", IcoData(files + L"Fabrikam\\Tools\\copy.ico"))));
+  EXPECT_EQ(testsupport::CollectedJson(volume), expected->Serialize() + "\r\n\r\n" + icons->Serialize());
+
+  // The swap, both ways, says what it tried; the emitted paths keep the link's.
+  const std::wstring at = L" at [" + std::to_wstring(volume.Root().size() + 1) + L"].New Path (" + volume.Root() + L"\\";
+  const std::wstring correct = L"COnDemandMVPackage::GetCorrectPathForShortcut: ";
+  EXPECT_TRUE(Logged(log, correct + L"File path " + volume.Root() + L"\\Program Files (x86)\\Legacy\\legacy.exe"
+                          L" does not exist. Applying workaround to replace \"Program Files (x86)\" with "
+                          L"\"Program Files\" and vice versa.\r\n"));
+  EXPECT_TRUE(Logged(log, correct + L"Program Files (x86)" + at + L"Program Files\\Legacy\\legacy.exe)"));
+  EXPECT_TRUE(Logged(log, correct + L"Program Files" + at + L"Program Files (x86)\\Old\\old.exe)"));
+  EXPECT_TRUE(Logged(log, L"COnDemandMVPackage::PopulateShortcutMetadata: Target path C:\\Windows\\notepad.exe of "
+                          L"shortcut " + volume.StartMenu() + L"\\Programs\\Outside.lnk does not lie under "
+                          L"\"THROOT\": the shortcut is left out.\r\n"));
+}
+
+TEST(OnDemandCollector, PackageWithoutShortcutsGivesAnEmptyObject) {
+  testsupport::ScratchLog log;
+  OnDemandVolume volume;
+  EXPECT_EQ(testsupport::CollectedJson(volume), "{\r\n}\r\n\r\n{\r\n}");
+  EXPECT_TRUE(Logged(log, std::wstring(L"COnDemandMVPackage::GetMetadataForPackage: There was no shortcut captured "
+                                       L"for this package guid [") + testsupport::kOnDemandGuid + L"]."));
+}
+
+TEST(OnDemandCollector, SanitizePathCutsAtTheFirstBlankThatNamesAFile) {
   OnDemandVolume volume;
   const std::wstring app = volume.Put(L"App\\app.exe", "MZ");
   const std::wstring myApp = volume.Put(L"My App\\app.exe", "MZ");
-  const std::wstring folder = volume.Root() + L"\\App";
+  const std::wstring folder = volume.Root() + L"\\App", missing = volume.Root() + L"\\Missing\\app.exe /x";
   const struct {
     std::wstring path;
     bool ok;
     std::wstring result;
   } cases[] = {
-      {app, true, app},
-      {folder, true, folder},
-      {app + L" /x", true, app},
+      {app, true, app},           {folder, true, folder},          {app + L" /x", true, app},
       {myApp + L" /x --y", true, myApp},
       {folder + L" /x", false, folder + L" /x"},  // a folder is no program to start
-      {volume.Root() + L"\\Missing\\app.exe /x", false, volume.Root() + L"\\Missing\\app.exe /x"},
-      {L"", false, L""},
+      {missing, false, missing},  {L"", false, L""},
   };
   COnDemandMVPackage collector(volume.Run(), testsupport::kOnDemandGuid);
   for (const auto& c : cases) {
@@ -197,16 +120,16 @@ TEST(OnDemandSanitizePath, TrailingArgumentsAreCutAtTheFirstBlankThatNamesAFile)
   }
 }
 
-TEST(OnDemandContainment, PathsThatLeaveTheRootAreRefused) {
+TEST(OnDemandCollector, PathsThatLeaveTheRootAreRefused) {
   testsupport::ScratchFolder folder;
   const std::wstring root = folder / L"{g}\\THROOT";
   const struct {
     std::wstring path;
     const wchar_t* refusal;
   } cases[] = {
-      {root + L"\\App\\app.exe", nullptr},
-      {root + L"\\App\\..\\app.exe", nullptr},
-      {platform::Lower(root) + L"/App/./app.exe", nullptr},
+      {root + L"\\App\\app.exe", L"-"},
+      {root + L"\\App\\..\\app.exe", L"-"},
+      {platform::Lower(root) + L"/App/./app.exe", L"-"},
       {root + L"\\..\\tarnhold.dat", L"climbs out of"},
       {root + L"\\App\\..\\..\\..\\secret.exe", L"climbs out of"},
       {root + L"X\\app.exe", L"lies outside"},
@@ -215,28 +138,25 @@ TEST(OnDemandContainment, PathsThatLeaveTheRootAreRefused) {
   };
   for (const auto& c : cases) {
     const wchar_t* refusal = RefusalOf(root, c.path);
-    EXPECT_EQ(std::wstring(refusal ? refusal : L"-"), std::wstring(c.refusal ? c.refusal : L"-"))
-        << platform::ToUtf8(c.path);
+    EXPECT_EQ(std::wstring(refusal ? refusal : L"-"), c.refusal) << platform::ToUtf8(c.path);
   }
 }
 
 // The agent's CaptureFTA value: absent means on, 0 or unreadable means off.
 TEST(OnDemandAssembly, CaptureFtaValueDecidesWhetherTheHiveIsRead) {
   const struct {
-    const wchar_t* label;
     uint32_t type;  // kNone: no value
     std::string data;
     bool on;
-  } cases[] = {
-      {L"absent", reg::kNone, "", true},
-      {L"0", reg::kDword, reg::EncodeDword(0), false},
-      {L"1", reg::kDword, reg::EncodeDword(1), true},
-      {L"REG_SZ", reg::kSz, reg::EncodeString(L"1"), false},
-  };
+  } cases[] = {{reg::kNone, "", true},
+               {reg::kDword, reg::EncodeDword(0), false},
+               {reg::kDword, reg::EncodeDword(1), true},
+               {reg::kSz, reg::EncodeString(L"1"), false}};
   testsupport::ScratchRegistry registry(L"capturefta");
+  const std::wstring service = L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\thservice";
   for (const auto& c : cases) {
-    SCOPED_TRACE(platform::ToUtf8(c.label));
-    reg::DeleteKeyTree(L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\thservice");
+    SCOPED_TRACE(c.type);
+    reg::DeleteKeyTree(service);
     reg::Key key;
     ASSERT_EQ(reg::CreateKey(kAgentParametersKey, reg::kAllAccess, key), 0u);
     if (c.type != reg::kNone) {
@@ -253,28 +173,22 @@ TEST(OnDemandAssembly, CaptureFtaValueDecidesWhetherTheHiveIsRead) {
                           L"won't be captured."),
               !c.on);
   }
-  reg::DeleteKeyTree(L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\thservice");
+  reg::DeleteKeyTree(service);
 }
 
 TEST(OnDemandAssembly, InvalidArgumentsAndAMissingDataFolderFail) {
   testsupport::ScratchLog log;
   OnDemandVolume volume;
   MetadataObject onDemand, icons;
-  uint32_t counter = 0;
-  EXPECT_FALSE(GetOnDemandMetadataforApplicationBundle(volume.Run(), nullptr, &icons, L"{g}", &counter));
-  EXPECT_FALSE(GetOnDemandMetadataforApplicationBundle(volume.Run(), &onDemand, &icons, L"", &counter));
-  const auto messages = log.Messages();
-  EXPECT_EQ(std::count(messages.begin(), messages.end(), L"GetOnDemandMetadataforApplicationBundle: Invalid input arguments\n\n"),
-            2);
+  EXPECT_FALSE(GetOnDemandMetadataforApplicationBundle(volume.Run(), &onDemand, &icons, L"", nullptr));
+  EXPECT_TRUE(Logged(log, L"GetOnDemandMetadataforApplicationBundle: Invalid input arguments\n"));
   testsupport::ScopedEnv unset(L"ORVCAPTURE_PACKAGEDATA_FOLDER", L"");
-  EXPECT_FALSE(GetOnDemandMetadataforApplicationBundle(volume.Run(), &onDemand, &icons, testsupport::kOnDemandGuid,
-                                                       &counter));
+  EXPECT_FALSE(GetOnDemandMetadataforApplicationBundle(volume.Run(), &onDemand, &icons, L"{g}", nullptr));
   EXPECT_TRUE(Logged(log, L"Failed to get ORVCAPTURE_PACKAGEDATA_FOLDER path \n"));
   EXPECT_TRUE(Logged(log, L"Package data path is empty.\n"));
-  EXPECT_EQ(onDemand.Count(), 0u);
 }
 
-TEST(OnDemandAssembly, MsixListsGiveShortcutsAndTargetApplications) {
+TEST(OnDemandAssembly, MsixListsGiveShortcutsAndTargetApplicationsNumberedFromTheCounter) {
   testsupport::ScratchLog log;
   testsupport::ScratchFolder volume;
   testsupport::WriteFile(volume / L"app.ico", testsupport::IcoFile({{32, 32, testsupport::DibIcon(32, 32, 0xFF804020)}}));
@@ -283,83 +197,49 @@ TEST(OnDemandAssembly, MsixListsGiveShortcutsAndTargetApplications) {
   platform::imaging::PngFailure failure;
   ASSERT_TRUE(platform::imaging::IconImageToPng64(testsupport::DibIcon(32, 32, 0xFF2020C0), png, failure));
   testsupport::WriteFile(volume / L"sheet.png", png);
+  std::wstring sheet;
+  ASSERT_TRUE(GetPngFileBase64(volume / L"sheet.png", sheet));
 
   CaptureRun run;
   run.volumePath = volume.path();
   run.flags.msix = true;
   run.state.name = L"Fabrikam Suite";
-  run.msixApps = {{L"Fabrikam", L"app.ico", L"Fabrikam.App"}, {L"Fabrikam Viewer", L"app.ico", L"Fabrikam.Viewer"}};
-  run.msixTargetApps = {
-      {L"app.ico", L"Fabrikam editor", {{L"doc.ico", L".fab", {L"open", L"print"}, false}, {L"sheet.png", L".fsh", {}, true}},
-       {L"fabrikam"}, {L"Edit with Fabrikam"}},
-      {L"doc.ico", L"Fabrikam helper", {}, {}, {}},
-  };
+  // Two applications of one program share its icon.
+  run.msixApps = {{L"Fabrikam", L"app.ico", L"Fabrikam.App"}, {L"Viewer", L"app.ico", L"Fabrikam.Viewer"}};
+  run.msixTargetApps = {{L"app.ico",
+                         L"Fabrikam editor",
+                         {{L"doc.ico", L".fab", {L"open", L"print"}, false}, {L"sheet.png", L".fsh", {}, true}},
+                         {L"fabrikam"},
+                         {L"Edit with Fabrikam"}},
+                        {L"doc.ico", L"Fabrikam helper", {}, {}, {}}};
   MetadataObject onDemand, icons;
   uint32_t counter = 5;
   ASSERT_TRUE(GetOnDemandMetadataforApplicationBundle(run, &onDemand, &icons, L"{g}", &counter));
   EXPECT_EQ(counter, 8u);
 
-  MetadataObject expected, expectedIcons;
-  auto shortcuts = std::make_unique<MetadataArray>();
-  for (const auto& app : run.msixApps) {
-    auto o = std::make_unique<MetadataObject>();
-    o->AddString(L"name", app.displayName);
-    o->AddString(L"msixappid", app.appId);
-    o->AddString(L"path", app.path);
-    o->AddString(L"launch_id", GetMD5HashGuid(app.path));
-    o->AddString(L"iconIndex", L"5");
-    shortcuts->Add(std::move(o));
-  }
-  expected.Add(L"shortcuts", std::move(shortcuts));
-  auto targets = std::make_unique<MetadataArray>();
-  {
-    auto t = std::make_unique<MetadataObject>();
-    t->AddString(L"app_icon", L"5");
-    t->AddString(L"file_desc", L"Fabrikam editor");
-    auto types = std::make_unique<MetadataArray>();
-    auto fab = std::make_unique<MetadataObject>();
-    fab->AddString(L"icon", L"6");
-    fab->AddString(L"name", L".fab");
-    auto verbs = std::make_unique<MetadataArray>();
-    verbs->AddString(L"open");
-    verbs->AddString(L"print");
-    fab->Add(L"verbs", std::move(verbs));
-    fab->AddBool(L"use_url", false);
-    types->Add(std::move(fab));
-    auto sheet = std::make_unique<MetadataObject>();
-    sheet->AddString(L"icon", L"7");
-    sheet->AddString(L"name", L".fsh");
-    sheet->Add(L"verbs", std::make_unique<MetadataArray>());
-    sheet->AddBool(L"use_url", true);
-    types->Add(std::move(sheet));
-    t->Add(L"fta", std::move(types));
-    auto protocols = std::make_unique<MetadataArray>();
-    protocols->AddString(L"fabrikam");
-    t->Add(L"url_protocol", std::move(protocols));
-    auto menus = std::make_unique<MetadataArray>();
-    menus->AddString(L"Edit with Fabrikam");
-    t->Add(L"context_menu", std::move(menus));
-    targets->Add(std::move(t));
-    auto helper = std::make_unique<MetadataObject>();
-    helper->AddString(L"app_icon", L"6");
-    helper->AddString(L"file_desc", L"Fabrikam helper");
-    targets->Add(std::move(helper));
-  }
-  auto msix = std::make_unique<MetadataObject>();
-  msix->Add(L"target_apps", std::move(targets));
-  expected.Add(L"msix", std::move(msix));
-  expected.AddString(L"name", L"Fabrikam Suite");
-  auto indices = std::make_unique<MetadataArray>();
-  for (const wchar_t* n : {L"5", L"6", L"7"}) indices->AddString(n);
-  expected.Add(L"icon_indices", std::move(indices));
-  EXPECT_EQ(onDemand.Serialize(), expected.Serialize());
-
-  std::wstring sheetData;
-  ASSERT_TRUE(GetPngFileBase64(volume / L"sheet.png", sheetData));
-  AddIcon(expectedIcons, L"icon5", L"image/ico", IcoData(volume / L"app.ico"));
-  AddIcon(expectedIcons, L"icon6", L"image/ico", IcoData(volume / L"doc.ico"));
-  AddIcon(expectedIcons, L"icon7", L"image/png", sheetData);
-  EXPECT_EQ(icons.Serialize(), expectedIcons.Serialize());
+  auto app = [](const wchar_t* name, const wchar_t* id) {
+    return Obj(M(L"name", S(name)), M(L"msixappid", S(id)), M(L"path", S(L"app.ico")),
+               M(L"launch_id", S(GetMD5HashGuid(L"app.ico"))), M(L"iconIndex", S(L"5")));
+  };
+  auto expected = Obj(
+      M(L"shortcuts", Arr(app(L"Fabrikam", L"Fabrikam.App"), app(L"Viewer", L"Fabrikam.Viewer"))),
+      M(L"msix",
+        Obj(M(L"target_apps",
+              Arr(Obj(M(L"app_icon", S(L"5")), M(L"file_desc", S(L"Fabrikam editor")),
+                      M(L"fta", Arr(Obj(M(L"icon", S(L"6")), M(L"name", S(L".fab")),
+                                        M(L"verbs", Strings({L"open", L"print"})),
+                                        M(L"use_url", std::make_unique<MetadataBool>(false))),
+                                    Obj(M(L"icon", S(L"7")), M(L"name", S(L".fsh")), M(L"verbs", Strings({})),
+                                        M(L"use_url", std::make_unique<MetadataBool>(true))))),
+                      M(L"url_protocol", Strings({L"fabrikam"})),
+                      M(L"context_menu", Strings({L"Edit with Fabrikam"}))),
+                  Obj(M(L"app_icon", S(L"6")), M(L"file_desc", S(L"Fabrikam helper"))))))),
+      M(L"name", S(L"Fabrikam Suite")), M(L"icon_indices", Strings({L"5", L"6", L"7"})));
+  EXPECT_EQ(onDemand.Serialize(), expected->Serialize());
+  auto expectedIcons = Obj(M(L"icon5", Icon(L"image/ico", IcoData(volume / L"app.ico"))),
+                           M(L"icon6", Icon(L"image/ico", IcoData(volume / L"doc.ico"))),
+                           M(L"icon7", Icon(L"image/png", sheet)));
+  EXPECT_EQ(icons.Serialize(), expectedIcons->Serialize());
 }
 
 }  // namespace

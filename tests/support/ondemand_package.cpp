@@ -7,6 +7,7 @@
 #include "ondemand/ondemand_package.h"
 #include "platform/common/pe_image.h"
 #include "platform/common/shell_link_format.h"
+#include "platform/text.h"
 #include "support/icon_fixtures.h"
 #include "volume/layout.h"
 
@@ -81,6 +82,9 @@ void BuildSamplePackage(const OnDemandVolume& v) {
   v.Link(programs + L"\\Outside.lnk", L"C:\\Windows\\notepad.exe");
   v.Link(v.Desktop() + L"\\Tools.lnk", fabrikam, toolsIcon, 0, 0, L"Tools");
   v.Link(v.Desktop() + L"\\Tools Copy.lnk", fabrikam, copyIcon, 0, 0, L"Tools");
+  // Neither target nor icon; no link at all.
+  v.Link(programs + L"\\Broken.lnk", L"");
+  WriteFile(programs + L"\\Damaged.lnk", std::string("L\0\0\0", 4));
 }
 
 std::string CollectedJson(const OnDemandVolume& volume, bool captureFta) {
@@ -88,6 +92,9 @@ std::string CollectedJson(const OnDemandVolume& volume, bool captureFta) {
   MetadataObject onDemand, icons;
   uint32_t counter = 0;
   COnDemandMVPackage collector(run, kOnDemandGuid);
+  // As the file-type passes would register them.
+  collector.TargetApplications()[platform::Lower(volume.Root() + L"\\Program Files\\Fabrikam\\fabrikam.exe")] = {0};
+  collector.TargetApplications()[platform::Lower(volume.Root() + L"\\Program Files\\Legacy\\legacy.exe")] = {1};
   EXPECT_TRUE(collector.GetMetadataForPackage(&onDemand, &icons, &counter, captureFta));
   return onDemand.Serialize() + "\r\n\r\n" + icons.Serialize();
 }

@@ -7,12 +7,13 @@
 #include <algorithm>
 
 #include "foundation/file_helpers.h"
-#include "metadata/metadata_value.h"
 #include "ondemand/hashes.h"
 #include "platform/common/pe_image.h"
 #include "platform/text.h"
 #include "support/icon_fixtures.h"
 #include "support/ondemand_package.h"
+
+using namespace testsupport::tree;
 
 namespace {
 
@@ -37,22 +38,15 @@ TEST(OnDemandLinkContainment, NothingIsReadThroughALinkOutOfThePackage) {
   const std::wstring linked = volume.Root() + L"\\Program Files\\Linked\\";
   volume.Link(volume.Desktop() + L"\\Spy.lnk", linked + L"spy.exe", linked + L"spy.ico");
 
-  MetadataObject expected;
-  auto shortcuts = std::make_unique<MetadataArray>();
-  auto spy = std::make_unique<MetadataObject>();
-  spy->AddString(L"name", L"Spy");
-  spy->AddString(L"path", L"C:\\Program Files\\Linked\\spy.exe");
-  spy->AddString(L"launch_id", GetMD5HashGuid(L"C:\\Program Files\\Linked\\spy.exe"));
-  spy->AddString(L"hotkey", L"0");
-  spy->AddString(L"targetfileext", L"ico");
-  shortcuts->Add(std::move(spy));
-  expected.Add(L"shortcuts", std::move(shortcuts));
-  EXPECT_EQ(testsupport::CollectedJson(volume), expected.Serialize() + "\r\n\r\n{\r\n}");
-
+  const wchar_t* path = L"C:\\Program Files\\Linked\\spy.exe";
+  auto expected = Obj(M(L"shortcuts", Arr(Obj(M(L"name", S(L"Spy")), M(L"path", S(path)),
+                                              M(L"launch_id", S(GetMD5HashGuid(path))), M(L"hotkey", S(L"0")),
+                                              M(L"targetfileext", S(L"ico"))))));
+  EXPECT_EQ(testsupport::CollectedJson(volume), expected->Serialize() + "\r\n\r\n{\r\n}");
   const std::wstring text = log.Text();
-  for (const wchar_t* what : {L"GetIconIndex: Icon path " , L"GetCorrectPathForShortcut: Target path "}) {
-    const std::wstring file = linked + (what[3] == L'I' ? L"spy.ico" : L"spy.exe");
-    EXPECT_NE(text.find(std::wstring(L"COnDemandMVPackage::") + what + file +
+  for (const std::wstring what : {L"GetIconIndex: Icon path spy.ico", L"GetCorrectPathForShortcut: Target path spy.exe"}) {
+    const size_t cut = what.rfind(L' ') + 1;
+    EXPECT_NE(text.find(L"COnDemandMVPackage::" + what.substr(0, cut) + linked + what.substr(cut) +
                         L" passes through a link or junction below the package root " + volume.Root() +
                         L": it is not read."),
               std::wstring::npos)
