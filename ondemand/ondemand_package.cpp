@@ -105,10 +105,12 @@ bool COnDemandMVPackage::GetMetadataForPackage(MetadataObject* onDemand, Metadat
 
   if (captureFta) {
     if (LoadPackageHive()) {
+      iconsOut_ = icons;
       ProcessPackageEnvironmentVariables();
       ProcessAppPaths();
       ProcessClassSubKeys();
       ProcessApplications();
+      iconsOut_ = nullptr;
     } else {
       PrintLog(L"ERROR: Failed to load package hive.\n");
       PrintLog(L"ERROR: Failed to populate registry metadata.\n");
