@@ -150,7 +150,7 @@ TEST(FileTypePasses, SampleHiveFillsEveryArray) {
                                        M(L"verbs", Arr(verb(L"open", 3)))))),
             M(L"url_protocol", Strings({L"fabrikam"})), M(L"context_menu", Strings({L"FabrikamMenu"})),
             M(L"target_apps", Arr(Target(L"1", L"Fabrikam Editor"), Target(L"2", L"Fabrikam Preview"),
-                                  Target(L"3", L"Notepad"), Target(L"4", L"Fabrikam Viewer"))))),
+                                  Target(L"3", L"Fabrikam Print"), Target(L"4", L"Fabrikam Viewer"))))),
       M(L"name", S(L"Fabrikam Suite")), M(L"icon_indices", Strings({L"0", L"1", L"2", L"3", L"4"})));
   EXPECT_EQ(package.Collect(), expected->Serialize());
   EXPECT_TRUE(Logged(log, L"ERROR: COnDemandMVPackage::ProcessShellNewValues - Unknown value - IconPath.\n"));

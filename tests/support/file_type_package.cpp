@@ -72,7 +72,7 @@ void BuildFileTypeSample(FileTypePackage& package) {
   v.Put(L"Program Files\\Fabrikam\\viewer.exe", Program(L"Fabrikam Viewer", {}, 0xFF20C020));
   v.Put(L"Program Files\\Fabrikam\\preview.dll", Program(L"Fabrikam Preview", {}, 0xFF2020C0));
   v.Put(L"Program Files\\Fabrikam\\doc.ico", IcoFile({{16, 8, DibIcon(16, 8, 0xFF804020)}}));
-  v.Put(L"Windows\\notepad.exe", Program(L"Notepad", {}, 0xFF808080));
+  v.Put(L"Windows\\fabprint.exe", Program(L"Fabrikam Print", {}, 0xFF808080));
   package.WriteHive(R"(
 [MACHINE\SYSTEM\ControlSet001\Control\Session Manager\Environment]
 "Path"="C:\\Windows;D:\\Tools"
@@ -149,7 +149,7 @@ void BuildFileTypeSample(FileTypePackage& package) {
 @="rundll32.exe \"C:\\Program Files\\Fabrikam\\preview.dll\",Preview %1"
 
 [MACHINE\SOFTWARE\Classes\Fabrikam.Document\shell\print\command]
-@="notepad.exe /p %1"
+@="fabprint.exe /p %1"
 
 [MACHINE\SOFTWARE\Classes\Fabrikam.Document\shellex\ContextMenuHandlers\FabrikamMenu]
 @="{11111111-2222-3333-4444-555555555555}"
