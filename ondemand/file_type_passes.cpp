@@ -42,6 +42,17 @@ struct Values {
   }
 };
 
+// A key's subkey names, listed once so that absent subkeys cost no open.
+struct SubKeys {
+  std::vector<std::wstring> names;
+  explicit SubKeys(const Key& key) { reg::EnumSubKeys(key, names); }
+  bool Has(std::wstring_view name) const {
+    for (const auto& n : names)
+      if (platform::NamesEqual(n, name)) return true;
+    return false;
+  }
+};
+
 // The subkey names of parent\sub; a subkey that is not there lists nothing.
 uint32_t ChildKeys(const Key& parent, const std::wstring& sub, std::vector<std::wstring>& names) {
   names.clear();
@@ -50,11 +61,6 @@ uint32_t ChildKeys(const Key& parent, const std::wstring& sub, std::vector<std::
     return error == kFileNotFound ? 0 : error;
   const uint32_t error = reg::EnumSubKeys(key, names);
   return error == kNoMoreItems ? 0 : error;
-}
-
-bool KeyExists(const Key& parent, const std::wstring& sub) {
-  Key key;
-  return reg::OpenSubKey(parent, sub, reg::kRead, key) == 0;
 }
 
 // The non-empty default value of parent\sub.
@@ -172,6 +178,7 @@ bool COnDemandMVPackage::ProcessClassSubKeys() {
       if (Values(key).Has(L"url protocol")) urlProtocol_->AddString(name);
     }
     std::vector<std::wstring> handlers;
+    if (!SubKeys(key).Has(L"shellex")) continue;
     if (const uint32_t failed = ChildKeys(key, L"shellex\\contextmenuhandlers", handlers)) {
       LogChildKeys(kFunction, path + L"\\shellex\\contextmenuhandlers", failed);
     }
@@ -364,8 +371,9 @@ bool COnDemandMVPackage::ShellNewTemplate(const std::wstring& value, std::wstrin
 std::unique_ptr<MetadataObject> COnDemandMVPackage::ProcessProgId(const Key& key, const std::wstring& name,
                                                                   const std::wstring& path) {
   static const wchar_t* const kFunction = L"COnDemandMVPackage::ProcessProgId";
-  const bool hasShell = KeyExists(key, L"shell");
-  const bool hasDefaultIcon = KeyExists(key, L"defaulticon");
+  const SubKeys subKeys(key);
+  const bool hasShell = subKeys.Has(L"shell");
+  const bool hasDefaultIcon = subKeys.Has(L"defaulticon");
   auto object = std::make_unique<MetadataObject>();
   object->AddString(L"name", name);
   const Values values(key);
@@ -374,7 +382,7 @@ std::unique_ptr<MetadataObject> COnDemandMVPackage::ProcessProgId(const Key& key
   if (values.Has(L"alwaysshowext")) object->AddBool(L"always_show_ext", true);
   if (values.Has(L"noopen")) object->AddBool(L"is_no_open", true);
   if (values.Has(L"noopenwith")) object->AddBool(L"is_no_open_with", true);
-  if (DefaultOf(key, L"curver", text)) {
+  if (subKeys.Has(L"curver") && DefaultOf(key, L"curver", text)) {
     // A delivery agent following it would go round for ever.
     if (platform::NamesEqual(text, name))
       PrintLog(L"LOG: %s: %s names itself as its current version: cur_ver left out.\r\n", kFunction, path.c_str());
@@ -395,7 +403,7 @@ std::unique_ptr<MetadataObject> COnDemandMVPackage::ProcessProgId(const Key& key
   resolvedString(values, L"infotip", L"info_tip", *object);
   if (values.String(L"taskbargroupicon", text)) icon(text, L"taskbar_group_icon", *object);
   Key application;
-  if (reg::OpenSubKey(key, L"application", reg::kRead, application) == 0) {
+  if (subKeys.Has(L"application") && reg::OpenSubKey(key, L"application", reg::kRead, application) == 0) {
     const Values app(application);
     resolvedString(app, L"applicationdescription", L"app_desc", *object);
     resolvedString(app, L"applicationname", L"app_name", *object);
@@ -451,12 +459,22 @@ std::unique_ptr<MetadataObject> COnDemandMVPackage::ProcessProgId(const Key& key
 bool COnDemandMVPackage::TargetApplicationOf(const std::wstring& command, const std::wstring& verbPath,
                                              uint32_t& number) {
   static const wchar_t* const kFunction = L"COnDemandMVPackage::ProcessProgId";
+  // Thousands of verbs start a few programs: a program found once is not
+  // looked for on disk again.
+  std::wstring executable;
+  bool whole = false;
+  if (CommandExecutable(command, executable, whole)) {
+    if (const auto known = commandTargets_.find(executable); known != commandTargets_.end()) {
+      number = known->second;
+      return true;
+    }
+  }
   std::wstring file;
   if (!CommandTarget(command, verbPath, file)) return false;
   const std::wstring longPath = GetLongPathOfFile(file);
   const std::wstring key = platform::Lower(longPath);
   if (const auto known = targetApplications_.find(key); known != targetApplications_.end()) {
-    number = known->second.index;
+    number = commandTargets_[executable] = known->second.index;
     return true;
   }
   number = static_cast<uint32_t>(targetApps_->Count());
@@ -476,6 +494,7 @@ bool COnDemandMVPackage::TargetApplicationOf(const std::wstring& command, const 
   }
   targetApps_->Add(std::move(object));
   targetApplications_[key] = {number};
+  commandTargets_[executable] = number;
   return true;
 }
 
@@ -551,7 +570,12 @@ std::wstring COnDemandMVPackage::ResolveIcon(const std::wstring& location) {
   if (!SplitIconLocation(location, file, index) ||
       !MapIntoPackage(file, L"COnDemandMVPackage::ResolveIcon", L"Icon", mapped))
     return number;
+  // Thousands of ProgIDs name one icon: one that gave nothing is not tried,
+  // nor logged, again.
+  const std::wstring key = platform::Lower(mapped) + std::to_wstring(index);
+  if (failedIcons_.count(key)) return number;
   GetIconIndex({mapped, FileExtension(mapped), index}, number, *iconsOut_);
+  if (number.empty()) failedIcons_.insert(key);
   return number;
 }
 

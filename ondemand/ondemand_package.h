@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -146,6 +147,8 @@ class COnDemandMVPackage {
   // the folders of its "path" value: where a bare program name is looked for.
   std::map<std::wstring, std::wstring> packageEnvironment_;
   std::vector<std::wstring> packagePath_;
+  std::map<std::wstring, uint32_t> commandTargets_;  // a command's program text to its target number
+  std::set<std::wstring> failedIcons_;                // icon keys that gave no icon
   MetadataObject* iconsOut_ = nullptr;  // the icons object while the passes run
   uint32_t shellNewCount_ = 0;          // names the ShellNew working folders
 
