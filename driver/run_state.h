@@ -4,8 +4,10 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "driver/resume_state.h"
+#include "ondemand/msix_package.h"
 
 struct RunFlags {
   bool update = false;
@@ -25,4 +27,7 @@ struct CaptureRun {
   std::wstring notes;        // the packager's notes
   std::wstring diskUniqueId;      // the disk identity texts of phase two
   std::wstring diskCreationTime;
+  // What an MSIX capture offers on demand, filled by the workflow.
+  std::vector<MsixApplication> msixApps;
+  std::vector<MsixTargetApplication> msixTargetApps;
 };
