@@ -48,8 +48,12 @@ uint32_t RemoveFolderTree(const std::wstring& path) {
   uint32_t attributes = 0;
   if (const uint32_t error = platform::GetAttributes(path, attributes)) return error;
   if (!(attributes & platform::kAttrDirectory) || (attributes & platform::kAttrReparsePoint)) {
-    if (attributes & platform::kAttrReadOnly) platform::SetAttributes(path, platform::kAttrNormal);
-    return (attributes & platform::kAttrDirectory) ? platform::RemoveFolder(path) : platform::RemoveFile(path);
+    // Never through a link: that would change its target.
+    if ((attributes & platform::kAttrReadOnly) && !(attributes & platform::kAttrReparsePoint))
+      platform::SetAttributes(path, platform::kAttrNormal);
+    if (!(attributes & platform::kAttrDirectory)) return platform::RemoveFile(path);
+    // A folder link is a folder to Windows and a file to Linux.
+    return platform::RemoveFolder(path) == 0 ? 0 : platform::RemoveFile(path);
   }
   uint32_t first = 0;
   std::vector<platform::FindEntry> entries;

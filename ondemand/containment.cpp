@@ -34,9 +34,9 @@ const wchar_t* RefusalOf(const std::wstring& root, const std::wstring& path) {
   const size_t n = root.size();
   bool below = n != 0 && path.size() > n && IsSeparator(path[n]);
   for (size_t i = 0; below && i < n; ++i) {
-    below = IsSeparator(path[i]) ? IsSeparator(root[i])
-                                 : platform::NamesEqual(std::wstring_view(path).substr(i, 1),
-                                                        std::wstring_view(root).substr(i, 1));
+    below = IsSeparator(path[i])
+                ? IsSeparator(root[i])
+                : platform::NamesEqual(std::wstring_view(path).substr(i, 1), std::wstring_view(root).substr(i, 1));
   }
   if (!below) return L"lies outside";
   std::vector<std::wstring> parts;

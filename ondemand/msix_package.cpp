@@ -68,7 +68,8 @@ std::unique_ptr<MetadataObject> COnDemandMsixPackage::FillTargetApplication(cons
     }
     target->Add(L"fta", std::move(types));
   }
-  for (const auto& [key, list] : {std::pair{L"url_protocol", &app.protocols}, std::pair{L"context_menu", &app.contextMenus}}) {
+  for (const auto& [key, list] :
+       {std::pair{L"url_protocol", &app.protocols}, std::pair{L"context_menu", &app.contextMenus}}) {
     if (list->empty()) continue;
     auto array = std::make_unique<MetadataArray>();
     for (const auto& item : *list) array->AddString(item);

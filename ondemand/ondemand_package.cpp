@@ -117,9 +117,8 @@ bool COnDemandMVPackage::GetMetadataForPackage(MetadataObject* onDemand, Metadat
     }
     auto ftaObject = std::make_unique<MetadataObject>();
     const std::pair<const wchar_t*, std::unique_ptr<MetadataArray>*> arrays[] = {
-        {L"app_paths", &appPaths_},       {L"shell_new", &shellNew_},
-        {L"fta", &fta_},                  {L"prog_ids", &progIds_},
-        {L"applications", &applications_}, {L"url_protocol", &urlProtocol_},
+        {L"app_paths", &appPaths_},       {L"shell_new", &shellNew_},        {L"fta", &fta_},
+        {L"prog_ids", &progIds_},         {L"applications", &applications_}, {L"url_protocol", &urlProtocol_},
         {L"context_menu", &contextMenu_}, {L"target_apps", &targetApps_}};
     const bool targetApps = targetApps_->Count() != 0;
     for (const auto& [key, array] : arrays) {
@@ -272,15 +271,16 @@ void COnDemandMVPackage::GetCorrectPathForShortcut(const std::wstring& targetPat
              static_cast<unsigned long>(status));
   }
   if (const uint32_t status = GetFilePropertyData(longPath, L"ProductVersion", info.productVersion)) {
-    PrintLog(L"LOG: %ls : GetFilePropertyData - ProductVersion(.[%ls]-[0x%08lx].) failed.\n", kFill,
-             longPath.c_str(), static_cast<unsigned long>(status));
+    PrintLog(L"LOG: %ls : GetFilePropertyData - ProductVersion(.[%ls]-[0x%08lx].) failed.\n", kFill, longPath.c_str(),
+             static_cast<unsigned long>(status));
   }
 }
 
 bool COnDemandMVPackage::SwapProgramFiles(std::wstring& path, const wchar_t* function) const {
-  PrintLog(L"LOG: %s: File path %s does not exist. Applying workaround to replace \"Program Files (x86)\" with "
-           L"\"Program Files\" and vice versa.\r\n",
-           function, path.c_str());
+  PrintLog(
+      L"LOG: %s: File path %s does not exist. Applying workaround to replace \"Program Files (x86)\" with "
+      L"\"Program Files\" and vice versa.\r\n",
+      function, path.c_str());
   const size_t offset = run_.volumePath.size();
   size_t at = path.find(kProgramFilesX86, offset);
   if (at != std::wstring::npos) {
@@ -314,7 +314,8 @@ void COnDemandMVPackage::FillShortcutMetadata(const ShortcutInfo& info) {
   shortcut->AddString(L"path", info.path);
   const std::wstring launchId = GetMD5HashGuid(info.path);
   if (launchId.empty())
-    PrintLog(L"LOG: %s: GetMD5HashGuid(.%s.) failed.\n", L"COnDemandMVPackage::FillShortcutMetadata", info.path.c_str());
+    PrintLog(L"LOG: %s: GetMD5HashGuid(.%s.) failed.\n", L"COnDemandMVPackage::FillShortcutMetadata",
+             info.path.c_str());
   else
     shortcut->AddString(L"launch_id", launchId);
   if (info.hasIcon && !info.iconIndex.empty()) shortcut->AddString(L"iconIndex", info.iconIndex);
@@ -342,7 +343,7 @@ bool COnDemandMVPackage::InsidePackageRoot(const std::wstring& path, const wchar
                                            const wchar_t* what) const {
   const wchar_t* refusal = RefusalOf(packageRoot_, path);
   if (refusal && function)
-    PrintLog(L"LOG: %s: %s path %s %s the package root %s: it is not read.\r\n", function, what, path.c_str(),
-             refusal, packageRoot_.c_str());
+    PrintLog(L"LOG: %s: %s path %s %s the package root %s: it is not read.\r\n", function, what, path.c_str(), refusal,
+             packageRoot_.c_str());
   return refusal == nullptr;
 }

@@ -33,8 +33,7 @@ class COnDemandMVPackage {
 
   // Fills onDemand and icons for the package. False on invalid arguments,
   // an empty package data path or a shortcut listing that failed.
-  bool GetMetadataForPackage(MetadataObject* onDemand, MetadataObject* icons, uint32_t* iconCounter,
-                             bool captureFta);
+  bool GetMetadataForPackage(MetadataObject* onDemand, MetadataObject* icons, uint32_t* iconCounter, bool captureFta);
 
   // The package's .lnk files: the Start Menu, then the public desktop, each
   // with its subfolders. True even when a folder could not be listed.

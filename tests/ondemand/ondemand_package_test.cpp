@@ -66,27 +66,32 @@ TEST(OnDemandCollector, SamplePackageGivesItsShortcutsSharedIconsAndTargetApplic
       {L"Tools Copy", fab, L"2", L"0", L"Tools", L"", 0, L"Fabrikam, Inc.", L"4.2 <beta>"},
       {L"Tools", fab, L"2", L"0", L"Tools", L"", 0, L"Fabrikam, Inc.", L"4.2 <beta>"},
   };
-  auto expected = Obj(M(L"shortcuts", Arr(ShortcutObject(shortcuts[0]), ShortcutObject(shortcuts[1]),
-                                          ShortcutObject(shortcuts[2]), ShortcutObject(shortcuts[3]),
-                                          ShortcutObject(shortcuts[4]), ShortcutObject(shortcuts[5]),
-                                          ShortcutObject(shortcuts[6]))),
-                      M(L"icon_indices", Strings({L"0", L"1", L"2"})));
+  auto expected =
+      Obj(M(L"shortcuts", Arr(ShortcutObject(shortcuts[0]), ShortcutObject(shortcuts[1]), ShortcutObject(shortcuts[2]),
+                              ShortcutObject(shortcuts[3]), ShortcutObject(shortcuts[4]), ShortcutObject(shortcuts[5]),
+                              ShortcutObject(shortcuts[6]))),
+          M(L"icon_indices", Strings({L"0", L"1", L"2"})));
   auto icons = Obj(M(L"icon0", Icon(L"image/ico", IcoData(files + L"Legacy\\legacy.ico"))),
                    M(L"icon1", Icon(L"image/ico", IcoData(files + L"Fabrikam\\fabrikam.ico"))),
                    M(L"icon2", Icon(L"image/ico", IcoData(files + L"Fabrikam\\Tools\\copy.ico"))));
   EXPECT_EQ(testsupport::CollectedJson(volume), expected->Serialize() + "\r\n\r\n" + icons->Serialize());
 
   // The swap, both ways, says what it tried; the emitted paths keep the link's.
-  const std::wstring at = L" at [" + std::to_wstring(volume.Root().size() + 1) + L"].New Path (" + volume.Root() + L"\\";
+  const std::wstring at =
+      L" at [" + std::to_wstring(volume.Root().size() + 1) + L"].New Path (" + volume.Root() + L"\\";
   const std::wstring correct = L"COnDemandMVPackage::GetCorrectPathForShortcut: ";
-  EXPECT_TRUE(Logged(log, correct + L"File path " + volume.Root() + L"\\Program Files (x86)\\Legacy\\legacy.exe"
-                          L" does not exist. Applying workaround to replace \"Program Files (x86)\" with "
-                          L"\"Program Files\" and vice versa.\r\n"));
+  EXPECT_TRUE(Logged(log, correct + L"File path " + volume.Root() +
+                              L"\\Program Files (x86)\\Legacy\\legacy.exe"
+                              L" does not exist. Applying workaround to replace \"Program Files (x86)\" with "
+                              L"\"Program Files\" and vice versa.\r\n"));
   EXPECT_TRUE(Logged(log, correct + L"Program Files (x86)" + at + L"Program Files\\Legacy\\legacy.exe)"));
   EXPECT_TRUE(Logged(log, correct + L"Program Files" + at + L"Program Files (x86)\\Old\\old.exe)"));
-  EXPECT_TRUE(Logged(log, L"COnDemandMVPackage::PopulateShortcutMetadata: Target path C:\\Windows\\notepad.exe of "
-                          L"shortcut " + volume.StartMenu() + L"\\Programs\\Outside.lnk does not lie under "
-                          L"\"THROOT\": the shortcut is left out.\r\n"));
+  EXPECT_TRUE(Logged(log,
+                     L"COnDemandMVPackage::PopulateShortcutMetadata: Target path C:\\Windows\\notepad.exe of "
+                     L"shortcut " +
+                         volume.StartMenu() +
+                         L"\\Programs\\Outside.lnk does not lie under "
+                         L"\"THROOT\": the shortcut is left out.\r\n"));
 }
 
 TEST(OnDemandCollector, PackageWithoutShortcutsGivesAnEmptyObject) {
@@ -94,7 +99,8 @@ TEST(OnDemandCollector, PackageWithoutShortcutsGivesAnEmptyObject) {
   OnDemandVolume volume;
   EXPECT_EQ(testsupport::CollectedJson(volume), "{\r\n}\r\n\r\n{\r\n}");
   EXPECT_TRUE(Logged(log, std::wstring(L"COnDemandMVPackage::GetMetadataForPackage: There was no shortcut captured "
-                                       L"for this package guid [") + testsupport::kOnDemandGuid + L"]."));
+                                       L"for this package guid [") +
+                              testsupport::kOnDemandGuid + L"]."));
 }
 
 TEST(OnDemandCollector, SanitizePathCutsAtTheFirstBlankThatNamesAFile) {
@@ -107,10 +113,13 @@ TEST(OnDemandCollector, SanitizePathCutsAtTheFirstBlankThatNamesAFile) {
     bool ok;
     std::wstring result;
   } cases[] = {
-      {app, true, app},           {folder, true, folder},          {app + L" /x", true, app},
+      {app, true, app},
+      {folder, true, folder},
+      {app + L" /x", true, app},
       {myApp + L" /x --y", true, myApp},
       {folder + L" /x", false, folder + L" /x"},  // a folder is no program to start
-      {missing, false, missing},  {L"", false, L""},
+      {missing, false, missing},
+      {L"", false, L""},
   };
   COnDemandMVPackage collector(volume.Run(), testsupport::kOnDemandGuid);
   for (const auto& c : cases) {
@@ -166,11 +175,12 @@ TEST(OnDemandAssembly, CaptureFtaValueDecidesWhetherTheHiveIsRead) {
     OnDemandVolume volume;
     MetadataObject onDemand, icons;
     uint32_t counter = 0;
-    EXPECT_TRUE(GetOnDemandMetadataforApplicationBundle(volume.Run(), &onDemand, &icons, testsupport::kOnDemandGuid,
-                                                        &counter));
+    EXPECT_TRUE(
+        GetOnDemandMetadataforApplicationBundle(volume.Run(), &onDemand, &icons, testsupport::kOnDemandGuid, &counter));
     EXPECT_EQ(Logged(log, L"Failed to load package hive."), c.on);
-    EXPECT_EQ(Logged(log, L"GetOnDemandMetadataforApplicationBundle: \"CaptureFTA\" is set to false. FTA data "
-                          L"won't be captured."),
+    EXPECT_EQ(Logged(log,
+                     L"GetOnDemandMetadataforApplicationBundle: \"CaptureFTA\" is set to false. FTA data "
+                     L"won't be captured."),
               !c.on);
   }
   reg::DeleteKeyTree(service);
@@ -191,7 +201,8 @@ TEST(OnDemandAssembly, InvalidArgumentsAndAMissingDataFolderFail) {
 TEST(OnDemandAssembly, MsixListsGiveShortcutsAndTargetApplicationsNumberedFromTheCounter) {
   testsupport::ScratchLog log;
   testsupport::ScratchFolder volume;
-  testsupport::WriteFile(volume / L"app.ico", testsupport::IcoFile({{32, 32, testsupport::DibIcon(32, 32, 0xFF804020)}}));
+  testsupport::WriteFile(volume / L"app.ico",
+                         testsupport::IcoFile({{32, 32, testsupport::DibIcon(32, 32, 0xFF804020)}}));
   testsupport::WriteFile(volume / L"doc.ico", testsupport::IcoFile({{16, 8, testsupport::DibIcon(16, 8, 0xFF208040)}}));
   std::string png;
   platform::imaging::PngFailure failure;
@@ -226,19 +237,18 @@ TEST(OnDemandAssembly, MsixListsGiveShortcutsAndTargetApplicationsNumberedFromTh
       M(L"msix",
         Obj(M(L"target_apps",
               Arr(Obj(M(L"app_icon", S(L"5")), M(L"file_desc", S(L"Fabrikam editor")),
-                      M(L"fta", Arr(Obj(M(L"icon", S(L"6")), M(L"name", S(L".fab")),
-                                        M(L"verbs", Strings({L"open", L"print"})),
-                                        M(L"use_url", std::make_unique<MetadataBool>(false))),
-                                    Obj(M(L"icon", S(L"7")), M(L"name", S(L".fsh")), M(L"verbs", Strings({})),
-                                        M(L"use_url", std::make_unique<MetadataBool>(true))))),
-                      M(L"url_protocol", Strings({L"fabrikam"})),
-                      M(L"context_menu", Strings({L"Edit with Fabrikam"}))),
+                      M(L"fta",
+                        Arr(Obj(M(L"icon", S(L"6")), M(L"name", S(L".fab")), M(L"verbs", Strings({L"open", L"print"})),
+                                M(L"use_url", std::make_unique<MetadataBool>(false))),
+                            Obj(M(L"icon", S(L"7")), M(L"name", S(L".fsh")), M(L"verbs", Strings({})),
+                                M(L"use_url", std::make_unique<MetadataBool>(true))))),
+                      M(L"url_protocol", Strings({L"fabrikam"})), M(L"context_menu", Strings({L"Edit with Fabrikam"}))),
                   Obj(M(L"app_icon", S(L"6")), M(L"file_desc", S(L"Fabrikam helper"))))))),
       M(L"name", S(L"Fabrikam Suite")), M(L"icon_indices", Strings({L"5", L"6", L"7"})));
   EXPECT_EQ(onDemand.Serialize(), expected->Serialize());
-  auto expectedIcons = Obj(M(L"icon5", Icon(L"image/ico", IcoData(volume / L"app.ico"))),
-                           M(L"icon6", Icon(L"image/ico", IcoData(volume / L"doc.ico"))),
-                           M(L"icon7", Icon(L"image/png", sheet)));
+  auto expectedIcons =
+      Obj(M(L"icon5", Icon(L"image/ico", IcoData(volume / L"app.ico"))),
+          M(L"icon6", Icon(L"image/ico", IcoData(volume / L"doc.ico"))), M(L"icon7", Icon(L"image/png", sheet)));
   EXPECT_EQ(icons.Serialize(), expectedIcons->Serialize());
 }
 

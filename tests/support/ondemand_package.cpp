@@ -59,9 +59,11 @@ std::string Program(const std::vector<std::pair<std::wstring, std::wstring>>& st
 }  // namespace
 
 void BuildSamplePackage(const OnDemandVolume& v) {
-  const std::wstring fabrikam = v.Put(L"Program Files\\Fabrikam\\fabrikam.exe",
-                                      Program({{L"CompanyName", L"Fabrikam, Inc."}, {L"ProductVersion", L"4.2 <beta>"}}));
-  const std::wstring appIcon = v.Put(L"Program Files\\Fabrikam\\fabrikam.ico", IcoFile({{32, 32, DibIcon(32, 32, 0xFFC02020)}}));
+  const std::wstring fabrikam =
+      v.Put(L"Program Files\\Fabrikam\\fabrikam.exe",
+            Program({{L"CompanyName", L"Fabrikam, Inc."}, {L"ProductVersion", L"4.2 <beta>"}}));
+  const std::wstring appIcon =
+      v.Put(L"Program Files\\Fabrikam\\fabrikam.ico", IcoFile({{32, 32, DibIcon(32, 32, 0xFFC02020)}}));
   const std::string tools = IcoFile({{16, 8, DibIcon(16, 8, 0xFF2040C0)}});
   const std::wstring toolsIcon = v.Put(L"Program Files\\Fabrikam\\Tools\\tools.ico", tools);
   const std::wstring copyIcon = v.Put(L"Program Files\\Fabrikam\\Tools\\copy.ico", tools);
