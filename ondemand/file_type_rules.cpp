@@ -1,6 +1,7 @@
 #include "ondemand/file_type_rules.h"
 
 #include <cwchar>
+#include <cwctype>
 
 #include "platform/text.h"
 
@@ -118,4 +119,15 @@ bool CommandExecutable(const std::wstring& command, std::wstring& executable, bo
   }
   if (!whole) return !executable.empty();
   return !executable.empty() && !HoldsInvalidNameCharacter(executable);
+}
+
+bool HoldsEnvironmentReference(const std::wstring& text) {
+  for (size_t open = text.find(L'%'); open != std::wstring::npos;) {
+    const size_t close = text.find(L'%', open + 1);
+    if (close == std::wstring::npos) return false;
+    const std::wstring name = text.substr(open + 1, close - open - 1);
+    if (!name.empty() && name.find_first_of(L" \t\\/\"") == std::wstring::npos && !std::iswdigit(name[0])) return true;
+    open = close;
+  }
+  return false;
 }

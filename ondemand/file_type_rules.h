@@ -27,3 +27,6 @@ bool CommandExecutable(const std::wstring& command, std::wstring& executable, bo
 
 // True when text holds a character that no file name holds.
 bool HoldsInvalidNameCharacter(const std::wstring& text);
+
+// True when text holds an environment reference ("%NAME%") not expanded.
+bool HoldsEnvironmentReference(const std::wstring& text);

@@ -102,6 +102,13 @@ TEST(FileTypeRules, IndirectStringsAndIconLocations) {
   EXPECT_FALSE(SplitIconLocation(L"\"\",1", file, index));
 }
 
+TEST(FileTypeRules, UnexpandedReferencesAreFound) {
+  for (const wchar_t* text : {L"%ProgramFiles%\\App\\app.exe", L"C:\\a\\%x%", L"100% %SystemRoot%\\x"})
+    EXPECT_TRUE(HoldsEnvironmentReference(text)) << platform::ToUtf8(text);
+  for (const wchar_t* text : {L"C:\\App\\app.exe %1", L"app.exe \"%1\" %2", L"50% off", L"%%", L"a %1 b %2"})
+    EXPECT_FALSE(HoldsEnvironmentReference(text)) << platform::ToUtf8(text);
+}
+
 TEST(FileTypeRules, NineClassKeysAreSkippedInAnyCase) {
   for (const wchar_t* name : {L"Installer", L"application", L"CLSID", L"Interface", L"AppID", L"WOW6432Node",
                               L"Extensions", L"Local Settings", L"applications"})
