@@ -1,5 +1,7 @@
 // The registry passes over the mounted package hive that fill the file-type
 // arrays and the target-application table.
+#include <algorithm>
+
 #include "foundation/file_helpers.h"
 #include "foundation/log.h"
 #include "ondemand/file_properties.h"
@@ -255,7 +257,7 @@ void COnDemandMVPackage::ProcessShellNew(const Key& key, const std::wstring& nam
       if (entries->Count() != 0) object->Add(L"config", std::move(entries));
     }
     if (progId) object->Add(L"prog_ids", StringArray({*progId}));
-    ProcessShellNewValues(shellNew, name, *object);
+    ProcessShellNewValues(shellNew, *object);
     shellNew_->Add(std::move(object));
   };
   Key own;
@@ -272,8 +274,7 @@ void COnDemandMVPackage::ProcessShellNew(const Key& key, const std::wstring& nam
   }
 }
 
-void COnDemandMVPackage::ProcessShellNewValues(const Key& shellNew, const std::wstring& extension,
-                                               MetadataObject& object) {
+void COnDemandMVPackage::ProcessShellNewValues(const Key& shellNew, MetadataObject& object) {
   static const wchar_t* const kFunction = L"COnDemandMVPackage::ProcessShellNewValues";
   // Written in this order, whatever order the values have.
   static const wchar_t* const kMembers[] = {L"file_name", L"file_data", L"is_null_file", L"command", L"data",
@@ -318,7 +319,6 @@ void COnDemandMVPackage::ProcessShellNewValues(const Key& shellNew, const std::w
       PrintLog(L"ERROR: %s - Unknown value - %s.\n", kFunction, entry.name.c_str());
     }
   }
-  (void)extension;
   for (size_t i = 0; i < std::size(kMembers); ++i)
     if (members[i]) object.Add(kMembers[i], std::move(members[i]));
 }
@@ -530,7 +530,7 @@ bool COnDemandMVPackage::CommandTarget(const std::wstring& command, const std::w
   }
   std::wstring mapped;
   if (!MapIntoPackage(whole ? executable : first, kFunction, L"Target", mapped)) return false;
-  if (!whole) mapped = packageRoot_ + executable.substr(2);
+  if (!whole) mapped += executable.substr(first.size());
   if (whole ? !ExistsAsFile(mapped) : !(SanitizePath(mapped) && ExistsAsFile(mapped))) return noFile();
   if (HoldsInvalidNameCharacter(mapped)) return noFile();
   if (!InsidePackageRoot(mapped, kFunction, L"Target")) return false;

@@ -94,7 +94,8 @@ class COnDemandMVPackage {
   // as the log lines show it.
   void ProcessExtension(const Key& key, const std::wstring& name, const std::wstring& path);
   void ProcessShellNew(const Key& key, const std::wstring& name, const std::wstring& path);
-  void ProcessShellNewValues(const Key& shellNew, const std::wstring& extension, MetadataObject& object);
+  // The members of a shellnew key's values, in the table's order.
+  void ProcessShellNewValues(const Key& shellNew, MetadataObject& object);
   // The ProgID object of key, with its verbs.
   std::unique_ptr<MetadataObject> ProcessProgId(const Key& key, const std::wstring& name, const std::wstring& path);
   // The number of the program the verb's command starts, registered on first
