@@ -25,8 +25,9 @@ uint32_t EnablePrivilege(const std::wstring& name);
 bool GetEnv(const std::wstring& name, std::wstring& value);
 void SetEnv(const std::wstring& name, const std::wstring& value);
 void UnsetEnv(const std::wstring& name);
-// ExpandEnvironmentStringsW: each %NAME% whose variable is set (looked up as
-// GetEnv does) becomes its value; other text, unknown names included, stays.
+// ExpandEnvironmentStringsW as Windows does it: each %NAME% whose variable is
+// set (looked up as GetEnv does) becomes its value; an unknown or unterminated
+// name stays as written, and its closing % may open the next reference.
 std::wstring ExpandEnvironment(const std::wstring& text);
 // The system's text for an error code or HRESULT, without its line break;
 // an HRESULT of facility Win32 reads as its Win32 code.

@@ -72,35 +72,6 @@ void SetEnv(const std::wstring& name, const std::wstring& value) {
 
 void UnsetEnv(const std::wstring& name) { unsetenv(ToUtf8(name).c_str()); }
 
-std::wstring ExpandEnvironment(const std::wstring& text) {
-  // As Windows expands: an unknown or empty name is copied with its two
-  // percent signs and the scan goes on after them; a lone % is kept.
-  std::wstring out;
-  size_t at = 0;
-  while (at < text.size()) {
-    const size_t open = text.find(L'%', at);
-    if (open == std::wstring::npos) {
-      out.append(text, at, std::wstring::npos);
-      break;
-    }
-    out.append(text, at, open - at);
-    const size_t close = text.find(L'%', open + 1);
-    if (close == std::wstring::npos) {
-      out.append(text, open, std::wstring::npos);
-      break;
-    }
-    std::wstring value;
-    const std::wstring name = text.substr(open + 1, close - open - 1);
-    if (!name.empty() && GetEnv(name, value)) {
-      out += value;
-    } else {
-      out.append(text, open, close - open + 1);
-    }
-    at = close + 1;
-  }
-  return out;
-}
-
 std::wstring SystemErrorText(uint32_t code) {
   // The system's own texts for the codes this program reports.
   static const std::pair<uint32_t, const wchar_t*> kTexts[] = {

@@ -125,16 +125,6 @@ uint32_t CurrentSessionId(uint32_t& session) {
   return 0;
 }
 
-std::wstring ExpandEnvironment(const std::wstring& text) {
-  const DWORD needed = ExpandEnvironmentStringsW(text.c_str(), nullptr, 0);
-  if (needed == 0) return text;
-  std::wstring buffer(needed, L'\0');
-  const DWORD written = ExpandEnvironmentStringsW(text.c_str(), buffer.data(), needed);
-  if (written == 0 || written > needed) return text;
-  buffer.resize(written - 1);
-  return buffer;
-}
-
 std::wstring SystemErrorText(uint32_t code) {
   const DWORD key = (code & 0xFFFF0000u) == 0x80070000u ? code & 0xFFFFu : code;
   wchar_t* text = nullptr;
