@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "platform/common/shell_link_format.h"
+#include "platform/files.h"
 #include "platform/win32/win32.h"
 
 namespace platform::shell {
@@ -9,10 +11,20 @@ namespace {
 
 std::wstring Terminated(const std::vector<wchar_t>& buffer) { return std::wstring(buffer.data()); }
 
+// Windows keeps MAX_PATH of a link's paths; Wine keeps them whole.
+std::wstring KeptPath(std::wstring text) {
+  if (text.size() > lnk::kKeepPath) text.resize(lnk::kKeepPath);
+  return text;
+}
+
 }  // namespace
 
 struct ShellLink::Impl {
   IShellLinkW* link = nullptr;
+  // The same file through the project's reader, when it reads it: what the
+  // system's object does not tell (which texts it cut) or, under Wine, does
+  // not read (the environment block).
+  lnk::LinkData parsed;
   ~Impl() {
     if (link) link->Release();
   }
@@ -45,6 +57,9 @@ int32_t ShellLink::Load(const std::wstring& path) {
   }
   const HRESULT hr = file->Load(path.c_str(), STGM_READ);
   file->Release();
+  impl_->parsed = lnk::LinkData();
+  std::string bytes;
+  if (SUCCEEDED(hr) && ReadWholeFile(path, bytes) == 0) lnk::ParseLink(bytes, impl_->parsed);
   return hr;
 }
 
@@ -64,6 +79,10 @@ int32_t ShellLink::GetPath(std::wstring& path) {
   std::vector<wchar_t> buffer(kTextUnits, L'\0');
   const HRESULT hr = impl_->link->GetPath(buffer.data(), static_cast<int>(buffer.size()), nullptr, 0);
   path = Terminated(buffer);
+  if (SUCCEEDED(hr) && path.empty() && !impl_->parsed.environmentTarget.empty()) {
+    path = KeptPath(impl_->parsed.environmentTarget);
+    return S_OK;
+  }
   return hr;
 }
 
@@ -87,7 +106,7 @@ int32_t ShellLink::GetWorkingDirectory(std::wstring& folder) {
   if (!impl_->link) return kNullObject;
   std::vector<wchar_t> buffer(kTextUnits, L'\0');
   const HRESULT hr = impl_->link->GetWorkingDirectory(buffer.data(), static_cast<int>(buffer.size()));
-  folder = Terminated(buffer);
+  folder = KeptPath(Terminated(buffer));
   return hr;
 }
 
@@ -96,9 +115,15 @@ int32_t ShellLink::GetIconLocation(std::wstring& path, int32_t& index) {
   std::vector<wchar_t> buffer(kTextUnits, L'\0');
   int icon = 0;
   const HRESULT hr = impl_->link->GetIconLocation(buffer.data(), static_cast<int>(buffer.size()), &icon);
-  path = Terminated(buffer);
+  path = KeptPath(Terminated(buffer));
   index = icon;
   return hr;
+}
+
+std::vector<ShellLink::CutText> ShellLink::CutTexts() const {
+  std::vector<CutText> cut;
+  for (const auto& part : impl_->parsed.cutParts) cut.push_back({part.name, part.length, part.kept});
+  return cut;
 }
 
 int32_t ShellLink::GetHotkey(uint16_t& hotkey) {
