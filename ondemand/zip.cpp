@@ -73,14 +73,14 @@ bool ZipFile(const std::wstring& inputPath, const std::wstring& outputPath) {
     PrintLog(L"LOG: %s: Successfully launched : %ls(wait %d ms), pid = %u tid = %u\n", L"ZipFile",
              commandLine.c_str(), kWaitInfinite, pid, tid);
   };
-  uint32_t exitCode = 0;
-  if (uint32_t error = platform::RunProcess(launched, exitCode, nullptr, &started)) {
+  uint32_t exitCode = 0, waitStatus = 0;
+  if (uint32_t error = platform::RunProcess(launched, exitCode, nullptr, &started, &waitStatus)) {
     PrintLog(L"LOG: %s: CreateProcessW failed for \"%s\": error %d\n", L"ZipFile", commandLine.c_str(),
              static_cast<int>(error));
     return false;
   }
   PrintLog(L"LOG: %s: ExitCode %d. Finished waiting for \"%s\" (WaitStatus %d)\n", L"ZipFile",
-           static_cast<int>(exitCode), commandLine.c_str(), 0);
+           static_cast<int>(exitCode), commandLine.c_str(), static_cast<int>(waitStatus));
   return exitCode == 0;
 }
 

@@ -75,7 +75,7 @@ void NamedMutex::Release() {
 }
 
 uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::string* output,
-                    const std::function<void(uint32_t, uint32_t)>* onStarted) {
+                    const std::function<void(uint32_t, uint32_t)>* onStarted, uint32_t* waitStatus) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION info = {};
@@ -107,9 +107,10 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::st
     while (ReadFile(readEnd, buffer, sizeof buffer, &read, nullptr) && read > 0) output->append(buffer, read);
     CloseHandle(readEnd);
   }
-  WaitForSingleObject(info.hProcess, INFINITE);
+  const DWORD waited = WaitForSingleObject(info.hProcess, INFINITE);
   DWORD code = 0;
-  GetExitCodeProcess(info.hProcess, &code);
+  if (!GetExitCodeProcess(info.hProcess, &code)) code = GetLastError();
+  if (waitStatus) *waitStatus = waited;
   CloseHandle(info.hThread);
   CloseHandle(info.hProcess);
   exitCode = code;
