@@ -42,7 +42,10 @@ TEST_F(KestrelCommandLine, AnotherUserCannotHoldTheCapturesLock) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to run a process as another user";
   if (!getpwnam("nobody")) GTEST_SKIP() << "no user nobody on this machine";
   testsupport::ScratchFolder markers;
-  const std::string folder = platform::ToUtf8(markers.path());
+  std::string folder = platform::ToUtf8(markers.path());
+  for (char& c : folder) {
+    if (c == '\\') c = '/';
+  }
   ASSERT_EQ(chmod(folder.c_str(), 0777), 0);
   const std::string ready = folder + "/ready", release = folder + "/release";
 
@@ -63,7 +66,7 @@ TEST_F(KestrelCommandLine, AnotherUserCannotHoldTheCapturesLock) {
   EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-13));
   testsupport::WriteFile(markers / L"release", "");
   EXPECT_EQ(ExitOf(squatter), 0);
-  EXPECT_EQ(Messages(), (Lines{L"turn on all policy optimization!", NotCapturedLine(L"one")}));
+  EXPECT_EQ(Messages(), Lines{NotCapturedLine(L"one")});
 }
 
 }  // namespace
