@@ -124,6 +124,32 @@ uint32_t FindFirst(const std::wstring& pattern, FindEntry& entry) {
   return error;
 }
 
+uint32_t LongPathName(const std::wstring& path, std::wstring& longPath) {
+  // As the system does it: each component looked up in its folder.
+  const auto separator = [](wchar_t c) { return c == L'\\' || c == L'/'; };
+  size_t at = path.size() >= 2 && path[1] == L':' ? 2 : 0;
+  while (at < path.size() && separator(path[at])) ++at;
+  std::wstring out = path.substr(0, at);
+  while (at < path.size()) {
+    size_t end = at;
+    while (end < path.size() && !separator(path[end])) ++end;
+    const std::wstring component = path.substr(at, end - at);
+    if (component.empty() || component == L"." || component == L"..") {
+      out += component;
+    } else {
+      FindEntry entry;
+      const uint32_t error = FindFirst(out + component, entry);
+      if (error != 0) return error == 2 && end < path.size() ? 3 : error;
+      out += entry.name;
+    }
+    out.append(path, end, end < path.size() ? 1 : 0);
+    at = end + 1;
+  }
+  if (!PathExists(out)) return 2;
+  longPath = out;
+  return 0;
+}
+
 uint32_t GetAttributes(const std::wstring& path, uint32_t& attributes) {
   std::string native;
   uint32_t error = 0;
