@@ -46,8 +46,9 @@ uint32_t FindFirst(const std::wstring& pattern, FindEntry& entry);
 
 uint32_t GetAttributes(const std::wstring& path, uint32_t& attributes);
 // GetLongPathNameW: the path of an existing file or folder with each
-// component as its folder lists it (long names, stored case); 2 or 3 when
-// something on the way is missing.
+// component in the 8.3 form of a short name replaced by the name its folder
+// lists (long components stay as written); 2 or 3 when something on the way
+// is missing.
 uint32_t LongPathName(const std::wstring& path, std::wstring& longPath);
 uint32_t SetAttributes(const std::wstring& path, uint32_t attributes);
 bool PathExists(const std::wstring& path);

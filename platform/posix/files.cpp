@@ -124,8 +124,22 @@ uint32_t FindFirst(const std::wstring& pattern, FindEntry& entry) {
   return error;
 }
 
+namespace {
+
+// A component in the 8.3 form a short name has: the system looks it up and
+// takes the folder's name for it; a long component stays as written.
+bool ShortForm(const std::wstring& component) {
+  const size_t dot = component.find(L'.');
+  const size_t base = dot == std::wstring::npos ? component.size() : dot;
+  const size_t extension = dot == std::wstring::npos ? 0 : component.size() - dot - 1;
+  if (base == 0 || base > 8 || extension > 3) return false;
+  if (dot != std::wstring::npos && component.find(L'.', dot + 1) != std::wstring::npos) return false;
+  return component.find_first_of(L" +,;=[]") == std::wstring::npos;
+}
+
+}  // namespace
+
 uint32_t LongPathName(const std::wstring& path, std::wstring& longPath) {
-  // As the system does it: each component looked up in its folder.
   const auto separator = [](wchar_t c) { return c == L'\\' || c == L'/'; };
   size_t at = path.size() >= 2 && path[1] == L':' ? 2 : 0;
   while (at < path.size() && separator(path[at])) ++at;
@@ -140,7 +154,7 @@ uint32_t LongPathName(const std::wstring& path, std::wstring& longPath) {
       FindEntry entry;
       const uint32_t error = FindFirst(out + component, entry);
       if (error != 0) return error == 2 && end < path.size() ? 3 : error;
-      out += entry.name;
+      out += ShortForm(component) ? entry.name : component;
     }
     out.append(path, end, end < path.size() ? 1 : 0);
     at = end + 1;
