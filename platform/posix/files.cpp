@@ -150,6 +150,8 @@ uint32_t LongPathName(const std::wstring& path, std::wstring& longPath) {
     const std::wstring component = path.substr(at, end - at);
     if (component.empty() || component == L"." || component == L"..") {
       out += component;
+    } else if (component.find_first_of(L"*?") != std::wstring::npos) {
+      return 123;  // ERROR_INVALID_NAME: a pattern names no file
     } else {
       FindEntry entry;
       const uint32_t error = FindFirst(out + component, entry);
