@@ -1,12 +1,199 @@
 #include "driver/workflow.h"
 
+#include "driver/entry_point.h"
+#include "driver/notes.h"
+#include "driver/resume_state.h"
+#include "driver/service_parameters.h"
 #include "foundation/log.h"
+#include "inventory/installed_apps.h"
+#include "inventory/meta_yml.h"
+#include "inventory/recording.h"
+#include "ondemand/win32_shortcut.h"
+#include "platform/files.h"
+#include "platform/process.h"
+#include "ui/dialogs.h"
+#include "volume/layout.h"
+#include "volume/profile.h"
+
+namespace {
+
+constexpr wchar_t kFunction[] = L"wmain";
+constexpr wchar_t kNullGuid[] = L"{00000000-0000-0000-0000-000000000000}";
+constexpr uint32_t kIndicationPollMs = 5000;
+
+void Note(const std::wstring& text, int line) { Log(0, text, kFunction, line); }
+
+std::wstring Quoted(const std::wstring& path) { return L"\"" + path + L"\""; }
+
+bool Found(const std::wstring& path) {
+  platform::FindEntry entry;
+  return !path.empty() && platform::FindFirst(path, entry) == 0;
+}
+
+int Show(int heading, int body, DialogIcon icon, DialogButtons buttons, bool modal = true) {
+  return CHelperDlgs::ShowUserDialog(103, heading, body, nullptr, icon, buttons, modal);
+}
+
+void ShowFailure(const CaptureRun& run) {
+  if (!run.flags.silent) Show(108, 105, DialogIcon::Error, DialogButtons::Ok);
+}
+
+// Recording is started with the workflow's VolumeId and AppId in the order
+// the recording control's parameters name appId and volumeId: the agent
+// receives "<session>;<VolumeId>;<AppId>;<flag>".
+bool Record(const CaptureRun& run, bool start) {
+  return startstop_recording(start, run.volumeId, run.appId, run.flags.update);
+}
+
+int Cancelled(const CaptureRun& run) {
+  Record(run, false);
+  clear_current_app_id();
+  return exit_code::kCancelled;
+}
+
+// The identity of the package: the agent's for a new package, the volume's
+// for an update. 0 when the workflow may go on.
+int ResolveIdentity(CaptureRun& run) {
+  if (!run.flags.update) {
+    Get_VolumeId(run.volumeId);
+    get_current_app_id(run.appId);
+    return 0;
+  }
+  if (run.flags.apprestart) {
+    ReadState(run.stateFilePath, run.state);
+  } else {
+    Get_VolumeId(run.state.newVolumeId);
+    get_raw_app_id(run.state.newAppId);
+    SaveState(run.stateFilePath, run.state);
+  }
+  // A volume without a readable list has no known identity: the null-id
+  // check stops the capture, and the agent's NewVolumeUUID is left alone.
+  if (GetVolumeIdFromVolumePath(run.volumePath, run.volumeId)) {
+    set_new_volume_uuid(run.volumeId);
+  } else {
+    Note(L"no VolumeID in " + volume::VolumeMetaYmlPath(run.volumePath), __LINE__);
+    run.volumeId = kNullGuid;
+  }
+  if (!GetAppid(run.volumePath, run.appId)) {
+    Note(L"failed to obtain AppId.", __LINE__);
+    return exit_code::kCancelled;
+  }
+  clear_current_app_id();
+  set_app_id(run.appId);
+  return 0;
+}
+
+// Until the packager says the installation is done; 0 then, else the exit code.
+int AwaitInstallation(const CaptureRun& run) {
+  if (run.flags.silent) {
+    std::wstring marker;
+    GetTarnholdTempPath(L"tarnhold.p1", marker);
+    if (!Found(marker)) {
+      Note(L"[Silent mode] Waiting for provisioning to complete (indication file " + Quoted(marker) + L")",
+           __LINE__);
+      WaitForIndicationFile(marker, kIndicationPollMs);
+      Note(L"[Silent mode] Indication file created: " + Quoted(marker), __LINE__);
+    }
+    return 0;
+  }
+  for (;;) {
+    const int installed = Show(106, 111, DialogIcon::Information, DialogButtons::OkCancel);
+    if (installed == kDialogNotShown) {
+      // Without silent mode only a person can say when the installation is done.
+      Note(L"the installation prompt could not be shown and silent mode is off: capture stopped", __LINE__);
+      return Cancelled(run);
+    }
+    if (installed == kDialogCancel) {
+      Note(L"User has canceled the provisioning!", __LINE__);
+      if (Show(112, 113, DialogIcon::Warning, DialogButtons::YesNo) != kDialogCancel) return Cancelled(run);
+      continue;
+    }
+    if (Show(114, 135, DialogIcon::Warning, DialogButtons::YesNo) != kDialogCancel) return 0;
+  }
+}
+
+bool GenerateApplicationList(const CaptureRun& run) {
+  InstalledApps found;
+  return Get_Installed_Apps(run, found) == 1 && record_app_info(run, found);
+}
+
+// The packager's answers, starting from what the run already knows.
+void Finalize(CaptureRun& run) {
+  PackageDescription answers{run.state.name, run.state.packageVersion, run.state.description, run.state.author,
+                             run.notes};
+  if (!CDescriptionDlg::Show(answers)) {
+    Note(L"the Finalize Package dialog was not shown or not finalized; the package keeps the name, version, description, "
+         L"packager and notes it has",
+         __LINE__);
+  }
+  run.notes = answers.notes;
+  run.state.name = answers.name;
+  run.state.packageVersion = answers.version;
+  run.state.description = answers.description;
+  run.state.author = answers.packager;
+}
+
+}  // namespace
+
+void WaitForIndicationFile(const std::wstring& path, uint32_t intervalMs) {
+  while (!Found(path)) platform::SleepMs(intervalMs);
+}
+
+int RunPhaseOne(CaptureRun& run) {
+  CloseAgentMessageWindow();
+  if (const int code = ResolveIdentity(run); code != 0) return code;
+  if (run.volumeId == kNullGuid || run.appId == kNullGuid) {
+    Note(L"Null Volume ID or App ID. Unable to do provisioning!", __LINE__);
+    ShowFailure(run);
+    return exit_code::kCannotProvision;
+  }
+  if (!Record(run, true)) {
+    Note(L"Unable to start provisioning!", __LINE__);
+    ShowFailure(run);
+    return exit_code::kCannotProvision;
+  }
+  if (const int code = AwaitInstallation(run); code != 0) return code;
+
+  ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts(run.volumePath, run.appId);
+  if (!run.flags.silent) Show(106, 115, DialogIcon::Information, DialogButtons::None, false);
+  if (!GenerateApplicationList(run)) {
+    Note(L"failed to generate meta data (YML) file", __LINE__);
+    return exit_code::kMetadataFailed;
+  }
+  Finalize(run);
+  if (!SaveNotes(run.notesFilePath, run.notes)) {
+    Note(L"failed to save packager notes to file", __LINE__);
+    return exit_code::kNotesNotSaved;
+  }
+  if (!write_pro_file(run.volumePath)) {
+    Note(L"failed to write profile", __LINE__);
+    return exit_code::kProfileFailed;
+  }
+  Record(run, false);
+  if (!SaveState(run.stateFilePath, run.state)) {
+    Note(L"failed to save state to file", __LINE__);
+    return exit_code::kStateNotSaved;
+  }
+  if (!run.flags.silent) Show(116, 117, DialogIcon::Warning, DialogButtons::Ok);
+  return exit_code::kRestartRequired;
+}
 
 int RunCapture(CaptureRun& run) {
-  // The capture itself is not part of this build yet: say so and stop with
-  // the code of an unexpected failure, before anything in the volume changes.
-  Log(0, L"capture workflow not available in this build; nothing was captured (volume " + run.volumePath +
-             L", phase " + (run.flags.phaseTwo ? L"two" : L"one") + L")",
-      L"wmain", __LINE__);
-  return -13;
+  std::wstring silentMarker;
+  GetTarnholdTempPath(L"tarnhold.slt", silentMarker);
+  if (Found(silentMarker)) {
+    run.flags.silent = true;
+    Note(L"[Silent mode] Enabled (" + Quoted(silentMarker) + L")", __LINE__);
+  }
+  run.stateFilePath = volume::StateFilePath(run.volumePath);
+  run.notesFilePath = volume::NotesFilePath(run.volumePath);
+  run.state.volumePath = run.volumePath;
+
+  if (!run.flags.phaseTwo) return RunPhaseOne(run);
+  // Phase two is not part of this build yet: say so and stop with the code
+  // of an unexpected failure, before anything in the volume changes.
+  Note(L"capture workflow not available in this build; nothing was captured (volume " + run.volumePath +
+           L", phase two)",
+       __LINE__);
+  return exit_code::kCannotProvision;
 }
