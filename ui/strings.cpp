@@ -29,8 +29,10 @@ std::wstring FillBody(const std::wstring& body, const std::wstring* argument) {
 }
 
 bool IsPackageVersion(const std::wstring& version) {
-  static const std::wregex pattern(L"^\\d+\\.\\d+(?:\\.\\d+)?(?:\\.\\d+)?");
-  // The pattern has no end anchor; "1.0 beta" is still no version.
+  // The four-part version pattern with ASCII digits for \d, which the
+  // MinGW runtime widens to other scripts' digits; whole texts only, so
+  // "1.0 beta" is no version.
+  static const std::wregex pattern(L"^[0-9]+\\.[0-9]+(?:\\.[0-9]+)?(?:\\.[0-9]+)?");
   return std::regex_match(version, pattern);
 }
 

@@ -3,89 +3,11 @@
 #include <algorithm>
 #include <thread>
 
-#include "driver/service_parameters.h"
+#include "e2e/capture_fixture.h"
 #include "foundation/file_helpers.h"
-#include "e2e/kestrel_fixture.h"
 #include "inventory/meta_yml.h"
-#include "inventory/recording.h"
-#include "platform/registry.h"
-#include "support/package_registry.h"
-#include "support/stand_in_agent.h"
-
-namespace reg = platform::registry;
 
 namespace {
-
-constexpr wchar_t kAppId[] = L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}";
-constexpr wchar_t kVolumeId[] = L"{6D1F3C2A-0000-4C55-9A10-2B7D5E6F0A11}";
-constexpr char kEditorReg[] =
-    "Windows Registry Editor Version 5.00\r\n\r\n"
-    "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Package\\MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Editor]\r\n"
-    "\"DisplayName\"=\"Editor\"\r\n\"DisplayVersion\"=\"2.1\"\r\n\"Publisher\"=\"Tellurex\"\r\n";
-constexpr char kProfile[] =
-    "scope=global\r\ntype=application\r\n\r\nexclude_process_path=\\Program Files\\Hollowmere\\Hollowmere Tools\r\n"
-    "exclude_process_name=regedit.exe\r\nexclude_process_name=cmd.exe\r\nexclude_process_name=thservice.exe\r\n"
-    "exclude_process_name=thcapture32.exe\r\nexclude_process_name=thcapture64.exe\r\n\r\n";
-constexpr wchar_t kNotFinalized[] =
-    L"the Finalize Package dialog was not shown or not finalized; the package keeps the name, version, "
-    L"description, packager and notes it has";
-
-std::string Utf16(const std::wstring& text) { return platform::ToUtf16Le(text); }
-
-class PhaseOne : public KestrelCommandLine {
- protected:
-  void SetUp() override {
-    KestrelCommandLine::SetUp();
-    ASSERT_EQ(reg::CreateKey(kAgentParametersKey, reg::kAllAccess, parameters_), 0u);
-    reg::Key service;
-    ASSERT_EQ(reg::CreateKey(kAgentServiceKey, reg::kAllAccess, service), 0u);
-    ASSERT_EQ(reg::SetString(service, L"ImagePath", L"\"" + standIn_.path() + L"\""), 0u);
-    ASSERT_EQ(reg::SetString(parameters_, L"NewVolumeUUID", kVolumeId), 0u);
-    ASSERT_EQ(reg::SetString(parameters_, L"AppID", kAppId), 0u);
-    ASSERT_EQ(reg::SetString(parameters_, L"RegistryPath",
-                             testsupport::ImportPackageRegistry(registry_.root(), kEditorReg)),
-              0u);
-    ASSERT_EQ(platform::CurrentSessionId(session_), 0u);
-    ASSERT_EQ(platform::MakeFolder(L"C:\\TarnholdTemp"), 0u);
-  }
-  void TearDown() override {
-    testsupport::RemoveTree(L"C:\\TarnholdTemp");
-    parameters_ = reg::Key();
-    reg::DeleteKeyTree(kAgentServiceKey);
-    KestrelCommandLine::TearDown();
-  }
-
-  // Windows starts a program with the system's SystemDrive whatever its
-  // parent says, so the markers live on C: on both backends (a scratch
-  // folder on Linux, the test prefix's drive under Wine).
-  static std::wstring Marker(const wchar_t* name) { return std::wstring(L"C:\\TarnholdTemp\\") + name; }
-  void Silent(bool installed) {
-    testsupport::WriteFile(Marker(L"tarnhold.slt"), "");
-    if (installed) testsupport::WriteFile(Marker(L"tarnhold.p1"), "");
-  }
-  // The agent is told the VolumeId first, then the AppId.
-  std::vector<std::wstring> Recording(const wchar_t* command) const {
-    return {command, std::to_wstring(session_) + L";" + kVolumeId + L";" + kAppId + L";0"};
-  }
-  std::vector<std::vector<std::wstring>> AgentArguments() const {
-    std::vector<std::vector<std::wstring>> calls;
-    for (const auto& call : standIn_.Calls()) calls.push_back(call.arguments);
-    return calls;
-  }
-  std::wstring RegisteredAppId() {
-    std::wstring value;
-    reg::QueryString(parameters_, L"AppID", value);
-    return value;
-  }
-
-  testsupport::ScratchRegistry registry_{L"capture"};
-  testsupport::ScratchFolder agentFolder_, systemDrive_;
-  testsupport::ScopedEnv driveC_{L"KESTREL_DRIVE_C", Slashed(systemDrive_.path())};
-  testsupport::ScopedEnv systemDriveName_{L"systemdrive", L"C:"};
-  testsupport::StandInAgent standIn_{agentFolder_ / L"thservice.exe", 0};
-  reg::Key parameters_;
-  uint32_t session_ = 0;
-};
 
 TEST_F(PhaseOne, SilentCaptureWritesTheVolumeFilesAndAsksForARestart) {
   Silent(true);
@@ -142,6 +64,44 @@ TEST_F(PhaseOne, SilentWaitEndsWhenTheIndicationFileAppears) {
                    L"[Silent mode] Indication file created: " + p1, kNotFinalized}));
 }
 
+// An update records into the volume's package under the volume's identity;
+// the agent's identity waits in the state for phase two. After an
+// application restart that state is read back instead.
+TEST_F(PhaseOne, UpdateTakesTheIdentityFromTheVolume) {
+  Silent(true);
+  ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
+  constexpr wchar_t kNewVolume[] = L"{11111111-2222-4333-8444-555555555555}";
+  constexpr wchar_t kNewApp[] = L"{AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE}";
+  const std::wstring packageId = platform::Lower(kAppId);  // the package folder's name
+  const std::wstring recorded = std::to_wstring(session_) + L";" + kVolumeId + L";" + packageId + L";1";
+
+  for (const bool apprestart : {false, true}) {
+    testsupport::RemoveTree(LogPath());
+    const size_t before = standIn_.Calls().size();
+    // The agent's ids at the restart are not the ones the state keeps.
+    ASSERT_EQ(reg::SetString(parameters_, L"NewVolumeUUID", apprestart ? kNullGuid : kNewVolume), 0u);
+    ASSERT_EQ(reg::SetString(parameters_, L"AppID", apprestart ? kNullGuid : kNewApp), 0u);
+    std::vector<std::wstring> arguments{L"<phaseone>", L"-update"};
+    if (apprestart) arguments.push_back(L"-apprestart");
+    EXPECT_EQ(Kestrel(arguments).exitCode, platform::ExitCodeAsSeen(-19));
+
+    const auto calls = standIn_.Calls();
+    ASSERT_EQ(calls.size() - before, 2u);
+    EXPECT_EQ(calls[before].arguments, (std::vector<std::wstring>{L"recordon", recorded}));
+    EXPECT_EQ(calls[before + 1].arguments, (std::vector<std::wstring>{L"recordoff", recorded}));
+    std::wstring volumeUuid;
+    reg::QueryString(parameters_, L"NewVolumeUUID", volumeUuid);
+    EXPECT_EQ(volumeUuid, kVolumeId);
+    EXPECT_EQ(RegisteredAppId(), packageId);
+    // The agent's ids of the update are kept for phase two; after the
+    // restart they come from the state, not from the agent.
+    std::wstring state = platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"));
+    EXPECT_NE(state.find(std::wstring(L"]::[auto]::[]::[") + kNewVolume + L"]::[" + kNewApp + L"]::[\0"),
+              std::wstring::npos)
+        << platform::ToUtf8(state);
+  }
+}
+
 // With no one to answer the installation prompt and no silent mode, the
 // capture stops as a cancelled one: recording stopped, AppID cleared.
 TEST_F(PhaseOne, NoOneToAnswerTheInstallationPromptCancels) {
@@ -162,7 +122,7 @@ TEST_F(PhaseOne, EachFailureStopsWithItsCodeAndLine) {
     const wchar_t* line;
     size_t agentCalls;
   } cases[] = {
-      {nullptr, 0, L"{00000000-0000-0000-0000-000000000000}", -13,
+      {nullptr, 0, kNullGuid, -13,
        L"Null Volume ID or App ID. Unable to do provisioning!", 0},
       {nullptr, 1, kAppId, -13, L"Unable to start provisioning!", 1},
       {L"\\{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}\\METADATA\\_meta.yml", 0, kAppId, -11,
