@@ -1,5 +1,6 @@
 #include "driver/workflow.h"
 
+#include "driver/answers_file.h"
 #include "driver/entry_point.h"
 #include "driver/notes.h"
 #include "driver/resume_state.h"
@@ -117,11 +118,16 @@ bool GenerateApplicationList(const CaptureRun& run) {
   return Get_Installed_Apps(run, found) == 1 && record_app_info(run, found);
 }
 
-// The packager's answers, starting from what the run already knows.
+// The packager's answers, starting from what the run already knows and
+// what the answers file gives.
 void Finalize(CaptureRun& run) {
   PackageDescription answers{run.state.name, run.state.packageVersion, run.state.description, run.state.author,
                              run.notes};
-  if (!CDescriptionDlg::Show(answers)) {
+  std::wstring answersPath;
+  const AnswersFile given = ReadAnswersFile(answers, answersPath);
+  if (run.flags.silent && given == AnswersFile::Used) {
+    Note(L"[Silent mode] Package description taken from " + Quoted(answersPath), __LINE__);
+  } else if (!CDescriptionDlg::Show(answers)) {
     Note(L"the Finalize Package dialog was not shown or not finalized; the package keeps the name, version, description, "
          L"packager and notes it has",
          __LINE__);

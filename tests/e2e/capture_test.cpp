@@ -48,6 +48,44 @@ TEST_F(PhaseOne, SilentCaptureWritesTheVolumeFilesAndAsksForARestart) {
   EXPECT_EQ(RegisteredAppId(), kAppId);
 }
 
+// A silent capture takes the packager's answers from the answers file; a
+// malformed one is refused and the capture goes on as without it.
+TEST_F(PhaseOne, SilentCaptureTakesTheAnswersFile) {
+  Silent(true);
+  const std::wstring answers = Marker(L"tarnhold.answers");
+  const std::wstring enabled = Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")");
+  const struct {
+    std::string bytes;
+    Lines wmain;
+    Lines refusal;
+    const wchar_t* fields;  // the state's first three fields
+    std::string notes;
+  } cases[] = {
+      {"\xFF\xFE" + Utf16(L"Name=Editor\r\nVersion=2.1\r\nDescription=Text editor\r\nPackager=jsmith\r\n"
+                           L"Notes=first\\nsecond\r\n"),
+       {enabled, Slashed(L"[Silent mode] Package description taken from \"" + answers + L"\"")},
+       {},
+       L"Editor]::[Text editor]::[jsmith]::[",
+       "\xFF\xFE" + Utf16(L"first\r\nsecond")},
+      {"Name=Editor\nVersion=two\n",
+       {enabled, kNotFinalized},
+       {Slashed(L"answers file \"" + answers + L"\" refused, line 2: \"two\" is no version. The version must be two "
+                L"to four numbers separated by dots, such as 1.0 or 1.2.3.4.")},
+       L"]::[]::[]::[",
+       "\xFF\xFE"},
+  };
+  for (const auto& c : cases) {
+    testsupport::RemoveTree(LogPath());
+    testsupport::WriteFile(answers, c.bytes);
+    EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
+    EXPECT_EQ(Messages(L"wmain", true), c.wmain);
+    EXPECT_EQ(Messages(L"ReadAnswersFile", true), c.refusal);
+    const std::wstring state = platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"));
+    EXPECT_EQ(state.rfind(std::wstring(L"/state:1]::[") + c.fields, 0), 0u) << platform::ToUtf8(state);
+    EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\notes.txt"), c.notes);
+  }
+}
+
 TEST_F(PhaseOne, SilentWaitEndsWhenTheIndicationFileAppears) {
   Silent(false);
   std::thread automation([this] {

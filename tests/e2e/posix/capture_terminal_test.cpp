@@ -31,7 +31,9 @@ int RunOnTerminal(const std::string& program, const std::vector<std::string>& ar
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+// The answers file fills the dialog in; Enter keeps what it gave.
 TEST_F(PhaseOne, PackagerAnswersAtTheTerminal) {
+  testsupport::WriteFile(Marker(L"tarnhold.answers"), "Packager=jsmith\nNotes=from the file\n");
   const std::string answers =
       "c\n"          // Cancel the installation prompt,
       "n\n"          // do not cancel the packaging,
@@ -41,7 +43,7 @@ TEST_F(PhaseOne, PackagerAnswersAtTheTerminal) {
       "2.1 beta\n"   // a version that is none,
       "2.1.0\n"      // then one
       "Text editor\n"
-      "jsmith\n"
+      "\n"          // Packager as given
       "first line\nsecond line\n\n"
       "\n";          // the restart message
   std::string output;
@@ -49,7 +51,7 @@ TEST_F(PhaseOne, PackagerAnswersAtTheTerminal) {
   EXPECT_EQ(status, 237) << output;  // -19 in 8 bits
   for (const char* shown : {"Please install the application.", "Cancel Packaging?", "Installation complete?",
                             "Finalize Package", "The version must be two to four numbers",
-                            "Restart required"})
+                            "Packager [jsmith]", "[from the file]", "Restart required"})
     EXPECT_NE(output.find(shown), std::string::npos) << shown << "\n" << output;
 
   EXPECT_EQ(Messages(L"wmain", true), Lines{L"User has canceled the provisioning!"});
