@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "driver/resume_state.h"
 
@@ -25,4 +26,14 @@ struct CaptureRun {
   std::wstring notes;        // the packager's notes
   std::wstring diskUniqueId;      // the disk identity texts of phase two
   std::wstring diskCreationTime;
+
+  // What metadata.json says beside the resume record's name, description,
+  // author, version, product GUID and disk paths (diskFilePath is the
+  // package disk, diskSecondPath the disk it was made from).
+  bool notesGiven = false;   // the description is the notes: no second text
+  std::wstring packageType;  // "type"
+  std::wstring packageRoot;  // "packageroot"
+  std::wstring agentFolder;  // the agent's install folder, where its plugins are
+  // An update's identity chain: the packages this one derives from, oldest first.
+  std::vector<std::wstring> derivation;
 };
