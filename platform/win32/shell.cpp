@@ -162,7 +162,9 @@ int32_t InstallerComponentPath(const std::wstring& product, const std::wstring& 
 }
 
 uint32_t RenameWithShell(const std::wstring& from, const std::wstring& to) {
-  // The shell would merge into an existing folder without asking.
+  // The shell's own codes for these differ between versions; say what the
+  // Linux rename says. It would also merge into an existing folder.
+  if (GetFileAttributesW(from.c_str()) == INVALID_FILE_ATTRIBUTES) return GetLastError();
   if (GetFileAttributesW(to.c_str()) != INVALID_FILE_ATTRIBUTES) return kErrorAlreadyExists;
   // Both lists end in two nulls.
   const std::wstring source = from + L'\0';
