@@ -269,6 +269,15 @@ TEST_F(MetadataDocument, DamagedInputsAreLoggedAndTheDocumentStaysValid) {
   EXPECT_FALSE(platform::PathExists(volume::CustomTagsPath(volume_)));
   EXPECT_FALSE(platform::PathExists(volume::CustomMetadataPath(volume_)));
 
+  // An icon path that climbs out of the package root is not read.
+  WriteHive("[MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Editor]\r\n"
+            "\"DisplayName\"=\"Sample Editor\"\r\n\"DisplayIcon\"=\"C:\\\\..\\\\..\\\\secret.ico\"\r\n");
+  VolumeFile(L"secret.ico", Icon(0xFF000000));
+  Captured(L"Program Files\\Sample\\editor.exe", "");
+  tree = ParsedDocument(Build(), scratch_ / L"document.json");
+  EXPECT_FALSE(cJSON_GetObjectItem(cJSON_GetArrayItem(cJSON_GetObjectItem(Bundle0(tree), "apps"), 0), "iconIndex"));
+  platform::RemoveFile(volume_ + L"\\secret.ico");
+
   // A list without application blocks, then none at all: no bundles.
   NewMessages();
   WriteMetaYml({});
