@@ -19,16 +19,11 @@ class Update : public DocumentVolume {
     WriteMetaYml({App(L"Sample Editor", L"7.2.1", L"", 0)});
     Messages();
   }
-  std::wstring VolumeIdOf(const std::wstring& path) {
-    platform::File file;
-    EXPECT_EQ(0u, file.Open(path, platform::OpenMode::Read));
-    MetaLineReader reader(file);
-    std::u16string line;
-    std::u16string_view key, value;
-    while (reader.Next(line)) {
-      if (SplitMetaLine(line, key, value) && key == u"VolumeID") return std::wstring(value.begin(), value.end());
-    }
-    return L"";
+  // The list write_metadata makes for these identities, byte for byte.
+  std::string ListOf(const std::vector<AppInfo>& apps) {
+    const std::wstring path = scratch_ / L"expected.yml";
+    EXPECT_TRUE(write_metadata(path, apps, kNewVolume, false));
+    return testsupport::ReadFile(path);
   }
   static constexpr wchar_t folder[] = L"{cccccccc-1111-4222-8333-444444444444}";
   std::vector<std::wstring> ChainOf(const std::string& document) {
@@ -44,12 +39,10 @@ class Update : public DocumentVolume {
 TEST_F(Update, PreProcessingMovesTheFolderAndTheIdentities) {
   ASSERT_TRUE(UpdatePreProcessing(run_, kPackageId, kNewId, kNewVolume));
   EXPECT_FALSE(platform::PathExists(volume::PackageFolder(volume_, kPackageId)));
-  std::vector<metadata_document::AppRecord> apps;
-  ASSERT_TRUE(metadata_document::ReadAppRecords(volume::PackageMetaYmlPath(volume_, kNewId), apps));
-  ASSERT_EQ(1u, apps.size());
-  EXPECT_EQ(kNewId, apps[0].applicationId);
-  EXPECT_EQ(L"\"" + std::wstring(kNewVolume) + L"\"", VolumeIdOf(volume::PackageMetaYmlPath(volume_, kNewId)));
-  EXPECT_EQ(L"\"" + std::wstring(kNewVolume) + L"\"", VolumeIdOf(volume::VolumeMetaYmlPath(volume_)));
+  AppInfo app = App(L"Sample Editor", L"7.2.1", L"", 0);
+  ParseGuid(kNewId, app.appId);
+  EXPECT_EQ(ListOf({app}), testsupport::ReadFile(volume::PackageMetaYmlPath(volume_, kNewId)));
+  EXPECT_EQ(ListOf({}), testsupport::ReadFile(volume::VolumeMetaYmlPath(volume_)));
   EXPECT_EQ((std::vector<std::wstring>{L"INFO : processing file system", L"INFO : processing metadata file",
                                        L"INFO : finished pre processing"}),
             NewMessages());
