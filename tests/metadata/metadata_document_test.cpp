@@ -132,6 +132,28 @@ TEST_F(MetadataDocument, BundleMembersFollowTheRun) {
   EXPECT_STREQ("9.9", cJSON_GetStringValue(cJSON_GetObjectItem(Bundle0(tree), "version")));
 }
 
+// A packaged application's icon is the Assets logo below its install
+// location, a PNG; a location that climbs out of the package gives none.
+TEST_F(MetadataDocument, PackagedApplicationsTakeTheirAssetsLogo) {
+  run_.flags.msix = true;
+  AppInfo app = App(L"Packaged", L"1.0", L"", 0), outside = App(L"Outside", L"1.0", L"", 0);
+  app.installLocation = L"C:\\Program Files\\WindowsApps\\Pkg_1.0\\";
+  outside.installLocation = L"C:\\..\\WindowsApps\\Pkg_1.0";
+  WriteMetaYml({app, outside});
+  std::string png;
+  ASSERT_TRUE(platform::crypto::Base64Decode(platform::FromUtf8(kDefaultIconBase64), png));
+  Captured(L"Program Files\\WindowsApps\\Pkg_1.0\\Assets\\Square44x44Logo.scale-100.png", png);
+  const std::wstring reachable = volume::PackageFolder(volume_, kPackageId) + L"\\WindowsApps\\Pkg_1.0\\Assets";
+  ASSERT_TRUE(create_directory(reachable));
+  testsupport::WriteFile(reachable + L"\\Square44x44Logo.scale-100.png", png);
+  const JsonTree tree = ParsedDocument(Build(), scratch_ / L"document.json");
+  const cJSON* apps = cJSON_GetObjectItem(Bundle0(tree), "apps");
+  EXPECT_STREQ("0", cJSON_GetStringValue(cJSON_GetObjectItem(cJSON_GetArrayItem(apps, 0), "iconIndex")));
+  EXPECT_FALSE(cJSON_GetObjectItem(cJSON_GetArrayItem(apps, 1), "iconIndex"));
+  const cJSON* icon = cJSON_GetObjectItem(cJSON_GetObjectItem(cJSON_GetObjectItem(tree.get(), "appstack"), "icons"), "icon0");
+  EXPECT_STREQ("image/png", cJSON_GetStringValue(cJSON_GetObjectItem(icon, "type")));
+}
+
 // plugins.state: postcapture lines only, ".exe" appended to the first word,
 // no regard to case, the first matching record decides.
 TEST_F(MetadataDocument, PluginStatusesFromTheStateFile) {
