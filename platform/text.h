@@ -25,6 +25,12 @@ std::wstring Lower(std::wstring_view text);
 bool EqualsNoCase(std::wstring_view a, std::wstring_view b);
 bool StartsWithNoCase(std::wstring_view text, std::wstring_view prefix);
 
+// The wide C runtime's printable class (iswprint) in the program's default
+// locale, as the Windows runtime answers it, without the tab character it
+// counts among the blanks. A character beyond U+FFFF is a surrogate pair
+// there, and surrogates are not printable.
+bool IsPrintable(wchar_t c);
+
 // Case folding of the registry and the file systems of Windows, which
 // (unlike the C runtime) fold non-ASCII letters too.
 std::wstring FoldName(std::wstring_view name);

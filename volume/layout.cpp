@@ -37,6 +37,17 @@ std::wstring PackageMetaYmlPath(const std::wstring& volumePath, const std::wstri
   return PackageMetadataFolder(volumePath, appId) + L"\\_meta.yml";
 }
 
+std::wstring PackageIconPath(const std::wstring& volumePath, const std::wstring& appId, const std::wstring& name) {
+  return PackageMetadataFolder(volumePath, appId) + L"\\" + name;
+}
+std::wstring PolicySourcePath(const std::wstring& volumePath) { return volumePath + L"\\tarnhold.cfg"; }
+std::wstring PackagePolicyFolder(const std::wstring& volumePath, const std::wstring& appId) {
+  return PackageFolder(volumePath, appId) + L"\\config\\app";
+}
+std::wstring PackagePolicyPath(const std::wstring& volumePath, const std::wstring& appId) {
+  return PackagePolicyFolder(volumePath, appId) + L"\\tarnhold.cfg";
+}
+
 std::wstring PackageHivePath(const std::wstring& volumePath, const std::wstring& appId) {
   return PackageFolder(volumePath, appId) + L"\\MVREG\\tarnhold.dat";
 }

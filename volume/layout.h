@@ -28,6 +28,12 @@ std::wstring PackageJsonPath(const std::wstring& volumePath, const std::wstring&
 std::wstring PackageRoot(const std::wstring& volumePath, const std::wstring& appId);  // \THROOT
 std::wstring PackageMetadataFolder(const std::wstring& volumePath, const std::wstring& appId);
 std::wstring PackageMetaYmlPath(const std::wstring& volumePath, const std::wstring& appId);
+// An application's icon, named by the inventory: \METADATA\<name>
+std::wstring PackageIconPath(const std::wstring& volumePath, const std::wstring& appId, const std::wstring& name);
+// The policy copy of the volume's \tarnhold.cfg: \config\app\tarnhold.cfg
+std::wstring PolicySourcePath(const std::wstring& volumePath);
+std::wstring PackagePolicyFolder(const std::wstring& volumePath, const std::wstring& appId);
+std::wstring PackagePolicyPath(const std::wstring& volumePath, const std::wstring& appId);
 // The captured registry hive: \MVREG\tarnhold.dat
 std::wstring PackageHivePath(const std::wstring& volumePath, const std::wstring& appId);
 

@@ -246,6 +246,8 @@ uint32_t ExtractIconPair(const std::wstring& path, int index, Bitmap& large, Bit
   MappedFile file;
   if ((error = file.Open(path)) != 0) return 0;
   const std::string_view bytes = file.bytes();
+  // An empty file holds no icon: the caller's size check names it.
+  if (bytes.empty()) return 0;
   pe::Image image;
   std::vector<icons::DirectoryEntry> entries;
   std::vector<std::string_view> images;  // per entry

@@ -343,6 +343,12 @@ uint32_t ExtractIconPair(const std::wstring& path, int index, Bitmap& large, Bit
   large = Bitmap{};
   small = Bitmap{};
   error = 0;
+  // An empty file holds no icon; the system would report its failed mapping
+  // (1006) instead, and the caller's size check could never name the file.
+  WIN32_FILE_ATTRIBUTE_DATA data{};
+  if (GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) &&
+      !(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && data.nFileSizeLow == 0 && data.nFileSizeHigh == 0)
+    return 0;
   HICON largeIcon = nullptr, smallIcon = nullptr;
   SetLastError(0);
   const UINT count = ExtractIconExW(path.c_str(), index, &largeIcon, &smallIcon, 1);

@@ -179,6 +179,8 @@ TEST_F(Imaging, ExtractsLargeAndSmallIconsAndWritesTheLargeOne) {
   ASSERT_EQ(imaging::ExtractIconPair(ico, 0, large, small, error), 2u);
   EXPECT_EQ(Centre(large), kGreen);
   EXPECT_EQ(imaging::ExtractIconPair(Write(L"text.txt", "plain text"), 0, large, small, error), 0u);
+  EXPECT_EQ(imaging::ExtractIconPair(Write(L"empty.ico", ""), 0, large, small, error), 0u);
+  EXPECT_EQ(error, 0u) << "an empty file holds no icon; it is no extraction error";
 
   ASSERT_EQ(imaging::ExtractIconPair(module, 1, large, small, error), 2u);
   const std::wstring written = folder_ / L"App -x64- 2.0.ico";

@@ -1,0 +1,27 @@
+// The inventory's files in the package volume: one icon per application and
+// the application copy of _meta.yml in <volume>\<AppId>\METADATA, the policy
+// copy in <volume>\<AppId>\config\app, and the volume copy of _meta.yml.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "inventory/installed_apps.h"
+
+// Reads every entry into a record (MSI icons looked up below hiveRoot),
+// writes the icons, the policy copy and both _meta.yml copies, and gives
+// back the distinct publishers. False when the application copy of
+// _meta.yml could not be written.
+bool write_appinfo_file(const std::wstring& hiveRoot, const std::vector<InstalledKey>& entries,
+                        const std::wstring& volumeRoot, const std::wstring& volumeId, bool msix,
+                        std::vector<std::wstring>& publishers);
+// Deletes every *.ico file in the folder.
+void remove_old_icons(const std::wstring& metadataDir);
+
+namespace appinfo_file {
+
+// Whether a path below the package root stays inside it as written: no part
+// made of dots and blanks only ("..", "... "), which could climb out of it.
+bool StaysBelowRoot(const std::wstring& belowRoot);
+
+}  // namespace appinfo_file
