@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "driver/resume_state.h"
+#include "ondemand/msix_package.h"
 
 struct RunFlags {
   bool update = false;
@@ -36,4 +37,7 @@ struct CaptureRun {
   std::wstring agentFolder;  // the agent's install folder, where its plugins are
   // An update's identity chain: the packages this one derives from, oldest first.
   std::vector<std::wstring> derivation;
+  // What an MSIX capture offers on demand, filled by the workflow.
+  std::vector<MsixApplication> msixApps;
+  std::vector<MsixTargetApplication> msixTargetApps;
 };

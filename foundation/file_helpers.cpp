@@ -44,6 +44,29 @@ bool DeleteIfExists(const std::wstring& path) {
   return true;
 }
 
+uint32_t RemoveFolderTree(const std::wstring& path) {
+  uint32_t attributes = 0;
+  if (const uint32_t error = platform::GetAttributes(path, attributes)) return error;
+  if (!(attributes & platform::kAttrDirectory) || (attributes & platform::kAttrReparsePoint)) {
+    // Never through a link: that would change its target.
+    if ((attributes & platform::kAttrReadOnly) && !(attributes & platform::kAttrReparsePoint))
+      platform::SetAttributes(path, platform::kAttrNormal);
+    if (!(attributes & platform::kAttrDirectory)) return platform::RemoveFile(path);
+    // A folder link is a folder to Windows and a file to Linux.
+    return platform::RemoveFolder(path) == 0 ? 0 : platform::RemoveFile(path);
+  }
+  uint32_t first = 0;
+  std::vector<platform::FindEntry> entries;
+  platform::FindFiles(path + L"\\*", entries);
+  for (const auto& entry : entries) {
+    if (entry.name == L"." || entry.name == L"..") continue;
+    const uint32_t error = RemoveFolderTree(path + L"\\" + entry.name);
+    if (first == 0) first = error;
+  }
+  const uint32_t error = platform::RemoveFolder(path);
+  return first != 0 ? first : error;
+}
+
 bool create_directory(const std::wstring& path) {
   if (path == L"\\" || path == L"/") return true;
   if (path.rfind(L"\\\\", 0) == 0) return false;  // network shares are not ours to create

@@ -11,6 +11,10 @@ bool GetCurrentPath(std::wstring& path);
 bool FolderOfProgram(const std::wstring& moduleFileName, std::wstring& folder);
 
 bool DeleteIfExists(const std::wstring& path);
+// Removes a folder with everything below it, read-only files included; a
+// link is removed, never followed. 0, or the first Win32 error met (the
+// rest is still removed where it can be).
+uint32_t RemoveFolderTree(const std::wstring& path);
 // Creates the folder and all its parents.
 bool create_directory(const std::wstring& path);
 // Whether the process may read every file (administrators hold the backup privilege).

@@ -10,3 +10,7 @@
 // Returns 0, or the failure as an HRESULT of facility Win32 (0x8007xxxx);
 // value is then empty.
 uint32_t GetFilePropertyData(const std::wstring& file, const std::wstring& property, std::wstring& value);
+
+// The path with its short names in their long form (GetLongPathNameW); the
+// path unchanged, and the failure logged, when that cannot be had.
+std::wstring GetLongPathOfFile(const std::wstring& path);

@@ -285,3 +285,18 @@ bool GetPngFileBase64(const std::wstring& path, std::wstring& base64) {
   }
   return EncodeBase64(png, path, base64);
 }
+
+std::wstring FileExtension(const std::wstring& path) {
+  const size_t start = path.find_last_of(L"\\/");
+  const size_t dot = path.rfind(L'.');
+  if (dot == std::wstring::npos || (start != std::wstring::npos && dot < start)) return {};
+  std::wstring extension = path.substr(dot + 1);
+  return extension.find(L' ') == std::wstring::npos ? extension : std::wstring();
+}
+
+bool GetIconBase64(const std::wstring& path, int index, std::wstring& base64) {
+  const std::wstring extension = FileExtension(path);
+  if (platform::EqualsNoCase(extension, L"ico")) return GetIcoFileBase64(path, base64);
+  if (platform::EqualsNoCase(extension, L"png")) return GetPngFileBase64(path, base64);
+  return GetExeIconBase64(path, index, base64);
+}

@@ -20,3 +20,10 @@ bool GetExeIconBase64(const std::wstring& modulePath, int index, std::wstring& b
 bool GetIcoFileBase64(const std::wstring& path, std::wstring& base64);
 // The image file re-encoded as PNG, as base64.
 bool GetPngFileBase64(const std::wstring& path, std::wstring& base64);
+
+// The file name's extension without its dot, as PathFindExtension finds it
+// (none when a blank follows the last dot).
+std::wstring FileExtension(const std::wstring& path);
+// The icon of a source chosen by its extension: "ico" the whole file, "png"
+// the picture re-encoded, anything else the program file's icon group index.
+bool GetIconBase64(const std::wstring& path, int index, std::wstring& base64);

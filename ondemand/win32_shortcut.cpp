@@ -150,12 +150,11 @@ void ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts(const std::wstring& v
                                                            const std::wstring& packageGuid) {
   static const wchar_t kFunction[] = L"ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts";
   std::vector<std::wstring> shortcuts;
-  const std::wstring root = volume::PackageRoot(volumeRoot, packageGuid);
-  const std::wstring startMenu = root + L"\\ProgramData\\Microsoft\\Windows\\Start Menu";
+  const std::wstring startMenu = volume::PackageStartMenuFolder(volumeRoot, packageGuid);
   if (!GetFileList(startMenu, L".lnk", shortcuts)) {
     PrintLog(L"ERROR: %ls: GetFileList(.[%ls].) failed for startmenu shortcut.\n", kFunction, startMenu.c_str());
   }
-  const std::wstring desktop = root + L"\\Users\\Public\\Desktop";
+  const std::wstring desktop = volume::PackageDesktopFolder(volumeRoot, packageGuid);
   if (!GetFileList(desktop, L".lnk", shortcuts)) {
     PrintLog(L"ERROR: %ls: GetFileList(.[%ls].) failed for desktop shortcut.\n", kFunction, desktop.c_str());
   }

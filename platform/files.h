@@ -48,6 +48,10 @@ uint32_t GetAttributes(const std::wstring& path, uint32_t& attributes);
 uint32_t SetAttributes(const std::wstring& path, uint32_t attributes);
 bool PathExists(const std::wstring& path);
 uint32_t GetSize(const std::wstring& path, uint64_t& size);
+// GetLongPathNameW: the path with every short (8.3) name in its long form.
+// Linux has no short names: an existing path comes back as it is. A path
+// that does not exist gives 2 or 3.
+uint32_t LongPathName(const std::wstring& path, std::wstring& longPath);
 
 // The volume name "\\?\Volume{GUID}\" of the volume mounted at mountPoint,
 // given with its trailing backslash ("E:\"). On Linux any existing folder

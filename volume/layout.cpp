@@ -52,6 +52,13 @@ std::wstring PackageHivePath(const std::wstring& volumePath, const std::wstring&
   return PackageFolder(volumePath, appId) + L"\\MVREG\\tarnhold.dat";
 }
 
+std::wstring PackageStartMenuFolder(const std::wstring& volumePath, const std::wstring& appId) {
+  return PackageRoot(volumePath, appId) + L"\\ProgramData\\Microsoft\\Windows\\Start Menu";
+}
+std::wstring PackageDesktopFolder(const std::wstring& volumePath, const std::wstring& appId) {
+  return PackageRoot(volumePath, appId) + L"\\Users\\Public\\Desktop";
+}
+
 std::wstring PackageFolderPattern(const std::wstring& volumePath) {
   return foundation::Format(L"%s\\{*}", volumePath.c_str());
 }

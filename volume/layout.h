@@ -36,6 +36,9 @@ std::wstring PackagePolicyFolder(const std::wstring& volumePath, const std::wstr
 std::wstring PackagePolicyPath(const std::wstring& volumePath, const std::wstring& appId);
 // The captured registry hive: \MVREG\tarnhold.dat
 std::wstring PackageHivePath(const std::wstring& volumePath, const std::wstring& appId);
+// The captured shortcut folders below THROOT.
+std::wstring PackageStartMenuFolder(const std::wstring& volumePath, const std::wstring& appId);
+std::wstring PackageDesktopFolder(const std::wstring& volumePath, const std::wstring& appId);
 
 // The search pattern that finds the package folder among the volume's entries.
 std::wstring PackageFolderPattern(const std::wstring& volumePath);  // \{*}

@@ -161,6 +161,13 @@ uint32_t GetSize(const std::wstring& path, uint64_t& size) {
   return StatAttributes(native, attributes, size);
 }
 
+uint32_t LongPathName(const std::wstring& path, std::wstring& longPath) {
+  uint32_t attributes = 0;
+  if (const uint32_t error = GetAttributes(path, attributes)) return error;
+  longPath = path;
+  return 0;
+}
+
 uint32_t RemoveFile(const std::wstring& path) {
   std::string native;
   uint32_t error = 0;

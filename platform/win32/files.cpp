@@ -64,6 +64,18 @@ uint32_t GetSize(const std::wstring& path, uint64_t& size) {
   return 0;
 }
 
+uint32_t LongPathName(const std::wstring& path, std::wstring& longPath) {
+  const DWORD needed = GetLongPathNameW(path.c_str(), nullptr, 0);
+  if (needed == 0) return GetLastError();
+  std::wstring buffer(needed, L'\0');
+  const DWORD written = GetLongPathNameW(path.c_str(), buffer.data(), needed);
+  if (written == 0) return GetLastError();
+  if (written >= needed) return kErrorInsufficientBuffer;  // renamed between the two calls
+  buffer.resize(written);
+  longPath = buffer;
+  return 0;
+}
+
 uint32_t RemoveFile(const std::wstring& path) {
   return DeleteFileW(path.c_str()) ? 0 : GetLastError();
 }

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 
+#include "foundation/file_helpers.h"
 #include "foundation/log.h"
 #include "platform/files.h"
 #include "platform/process.h"
@@ -26,22 +27,7 @@ ScratchFolder::ScratchFolder() {
 
 ScratchFolder::~ScratchFolder() { RemoveTree(path_); }
 
-void RemoveTree(const std::wstring& path) {
-  uint32_t attributes = 0;
-  if (platform::GetAttributes(path, attributes) != 0) return;
-  if (!(attributes & platform::kAttrDirectory) || (attributes & platform::kAttrReparsePoint)) {
-    platform::SetAttributes(path, platform::kAttrNormal);
-    platform::RemoveFile(path);
-    return;
-  }
-  std::vector<platform::FindEntry> entries;
-  platform::FindFiles(path + L"\\*", entries);
-  for (const auto& entry : entries) {
-    if (entry.name == L"." || entry.name == L"..") continue;
-    RemoveTree(path + L"\\" + entry.name);
-  }
-  platform::RemoveFolder(path);
-}
+void RemoveTree(const std::wstring& path) { RemoveFolderTree(path); }
 
 ScopedEnv::ScopedEnv(const std::wstring& name, const std::wstring& value) : name_(name) {
   hadPrevious_ = platform::GetEnv(name, previous_);

@@ -4,19 +4,18 @@
 // ShellLinkExchange tests) in a folder this test shares with it.
 #include <gtest/gtest.h>
 
+#include "e2e/posix/windows_exchange.h"
 #include "platform/files.h"
-#include "platform/process.h"
 #include "platform/shell.h"
 #include "platform/text.h"
 #include "support/link_cases.h"
-#include "support/programs.h"
 #include "support/scratch.h"
 
 
 namespace {
 
 TEST(ShellLinkExchange, LinuxAndWindowsReadEachOthersLinks) {
-  const std::wstring windowsTests = platform::FromUtf8(KESTREL_WINDOWS_BUILD "/tests/kestrel_tests.exe");
+  const std::wstring windowsTests = testsupport::WindowsTestProgram();
   if (!platform::PathExists(windowsTests)) {
     GTEST_SKIP() << "the Windows build is needed (make build-windows): " << platform::ToUtf8(windowsTests);
   }
@@ -26,14 +25,7 @@ TEST(ShellLinkExchange, LinuxAndWindowsReadEachOthersLinks) {
     testsupport::SaveLinkCase(c, dir / (L"linux\\" + std::wstring(c.file)));
   }
 
-  // Wine shows the Linux root as drive Z:.
-  std::wstring shared = L"Z:" + dir.path();
-  for (wchar_t& ch : shared) {
-    if (ch == L'/') ch = L'\\';
-  }
-  testsupport::ScopedEnv exchange(L"KESTREL_LINK_EXCHANGE", shared);
-  const auto result = testsupport::Run(platform::FromUtf8(KESTREL_SOURCE_DIR "/scripts/wine-run"),
-                                       {windowsTests, L"--gtest_filter=ShellLinkExchange.*"});
+  const auto result = testsupport::RunWindowsTests(L"ShellLinkExchange.*", L"KESTREL_LINK_EXCHANGE", dir.path());
   ASSERT_EQ(result.startError, 0u);
   EXPECT_EQ(result.exitCode, 0u) << result.output;
   EXPECT_NE(result.output.find("[  PASSED  ] 2 tests."), std::string::npos) << result.output;

@@ -1,0 +1,118 @@
+// The collector that turns one captured package (its THROOT file tree, its
+// shortcuts and its registry hive) into the on-demand data of metadata.json.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "driver/run_state.h"
+#include "metadata/metadata_value.h"
+#include "ondemand/icon_numbers.h"
+
+class CShellLinkDetails;
+
+// An application that the package's file types, protocols or shortcuts
+// start, keyed in the collector's table by its lower-cased long file path.
+struct TargetApplication {
+  uint32_t index = 0;  // its position in "target_apps"
+};
+
+class COnDemandMVPackage {
+ public:
+  // The package data path comes from ORVCAPTURE_PACKAGEDATA_FOLDER.
+  COnDemandMVPackage(const CaptureRun& run, const std::wstring& packageGuid);
+  // Unloads the hive and removes the ShellNew working folder.
+  ~COnDemandMVPackage();
+  COnDemandMVPackage(const COnDemandMVPackage&) = delete;
+  COnDemandMVPackage& operator=(const COnDemandMVPackage&) = delete;
+
+  // Fills onDemand and icons for the package. False on invalid arguments,
+  // an empty package data path or a shortcut listing that failed.
+  bool GetMetadataForPackage(MetadataObject* onDemand, MetadataObject* icons, uint32_t* iconCounter, bool captureFta);
+
+  // The package's .lnk files: the Start Menu, then the public desktop, each
+  // with its subfolders. True even when a folder could not be listed.
+  bool GetShortcutList(std::vector<std::wstring>& shortcuts);
+  // One shortcut end to end; true when its object was appended.
+  bool PopulateShortcutMetadata(const std::wstring& shortcutPath, MetadataObject& icons);
+
+  bool LoadPackageHive();
+  void UnloadPackageHive();
+  void CleanupResources();
+
+  // What the file-type passes fill before the shortcuts are read.
+  std::map<std::wstring, TargetApplication>& TargetApplications() { return targetApplications_; }
+  IconNumbers& Icons() { return icons_; }
+  const std::wstring& PackageRoot() const { return packageRoot_; }
+
+  struct IconInfo {
+    std::wstring path;
+    std::wstring extension;  // without its dot
+    int32_t index = 0;
+  };
+  struct ShortcutInfo {
+    std::wstring name;
+    std::wstring path;
+    std::wstring description;
+    std::wstring iconIndex;
+    std::wstring hotkey;
+    std::wstring targetFileExt;
+    std::wstring publisher;
+    std::wstring productVersion;
+    bool hasIcon = true;
+    uint32_t targetApp = 0xFFFFFFFF;
+  };
+
+  bool FillIconInfoStruct(const CShellLinkDetails& details, IconInfo& icon);
+  void GetIconIndex(const IconInfo& icon, std::wstring& number, MetadataObject& icons);
+  void FillShortcutInfoStruct(const CShellLinkDetails& details, ShortcutInfo& info);
+  void GetCorrectPathForShortcut(const std::wstring& targetPath, ShortcutInfo& info);
+  void FillShortcutMetadata(const ShortcutInfo& info);
+  // Cuts trailing arguments off a path: true when the path, or the text
+  // before one of its blanks, names an existing file.
+  bool SanitizePath(std::wstring& path);
+
+  // False (logged with what) when the path leaves the package root: through
+  // "..", as a path elsewhere, or through a link or junction below the root.
+  bool InsidePackageRoot(const std::wstring& path, const wchar_t* function, const wchar_t* what) const;
+
+ private:
+  // The registry passes, in their order; they fill the arrays below and the
+  // target-application table.
+  bool ProcessPackageEnvironmentVariables();
+  bool ProcessAppPaths();
+  bool ProcessClassSubKeys();
+  bool ProcessApplications();
+
+  // Swaps "Program Files (x86)" and "Program Files" once; false when the
+  // path holds neither past the volume root.
+  bool SwapProgramFiles(std::wstring& path, const wchar_t* function) const;
+  bool IsFileInside(const std::wstring& path) const;
+  // Where the package holds the file a path of the captured machine names:
+  // below the package root, after "THROOT" or else after the drive.
+  std::wstring PackageSideCandidate(const std::wstring& path) const;
+
+  const CaptureRun& run_;
+  std::wstring packageGuid_;
+  std::wstring packageDataPath_;
+  std::wstring packageRoot_;
+
+  std::unique_ptr<MetadataArray> shortcuts_ = std::make_unique<MetadataArray>();
+  std::unique_ptr<MetadataArray> appPaths_ = std::make_unique<MetadataArray>();
+  std::unique_ptr<MetadataArray> shellNew_ = std::make_unique<MetadataArray>();
+  std::unique_ptr<MetadataArray> fta_ = std::make_unique<MetadataArray>();
+  std::unique_ptr<MetadataArray> progIds_ = std::make_unique<MetadataArray>();
+  std::unique_ptr<MetadataArray> applications_ = std::make_unique<MetadataArray>();
+  std::unique_ptr<MetadataArray> urlProtocol_ = std::make_unique<MetadataArray>();
+  std::unique_ptr<MetadataArray> contextMenu_ = std::make_unique<MetadataArray>();
+  std::unique_ptr<MetadataArray> targetApps_ = std::make_unique<MetadataArray>();
+
+  IconNumbers icons_;
+  std::map<std::wstring, TargetApplication> targetApplications_;
+
+  bool hiveMounted_ = false;
+  std::wstring mountKeyName_;
+};

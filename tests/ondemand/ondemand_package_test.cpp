@@ -1,0 +1,255 @@
+// The on-demand collector over scratch packages: the JSON it makes, compared
+// as text with what the value tree writes for the expected members, and the
+// log lines that say what it tried or refused.
+#include <gtest/gtest.h>
+
+#include "driver/service_parameters.h"
+#include "metadata/metadata_value.h"
+#include "ondemand/containment.h"
+#include "ondemand/hashes.h"
+#include "ondemand/icon_encoding.h"
+#include "ondemand/ondemand_assembly.h"
+#include "ondemand/ondemand_package.h"
+#include "platform/imaging.h"
+#include "platform/registry.h"
+#include "platform/text.h"
+#include "support/icon_fixtures.h"
+#include "support/ondemand_package.h"
+#include "support/scratch.h"
+
+namespace reg = platform::registry;
+using testsupport::OnDemandVolume;
+using namespace testsupport::tree;
+
+namespace {
+
+Node Icon(const wchar_t* type, const std::wstring& data) { return Obj(M(L"type", S(type)), M(L"data", S(data))); }
+std::wstring IcoData(const std::wstring& path) {
+  std::wstring base64;
+  EXPECT_TRUE(GetIcoFileBase64(path, base64));
+  return base64;
+}
+
+struct Shortcut {
+  const wchar_t *name, *path, *icon, *hotkey, *description, *targetFileExt;
+  int targetApp;  // -1: none
+  const wchar_t *publisher, *productVersion;
+};
+Node ShortcutObject(const Shortcut& s) {
+  auto o = Obj(M(L"name", S(s.name)), M(L"path", S(s.path)), M(L"launch_id", S(GetMD5HashGuid(s.path))));
+  if (*s.icon) o->AddString(L"iconIndex", s.icon);
+  o->AddString(L"hotkey", s.hotkey);
+  if (*s.description) o->AddString(L"description", s.description);
+  if (*s.targetFileExt) o->AddString(L"targetfileext", s.targetFileExt);
+  if (s.targetApp >= 0) o->Add(L"target_app", std::make_unique<MetadataInt>(s.targetApp));
+  if (*s.publisher) o->AddString(L"publisher", s.publisher);
+  if (*s.productVersion) o->AddString(L"product_version", s.productVersion);
+  return o;
+}
+
+bool Logged(testsupport::ScratchLog& log, const std::wstring& text) {
+  return log.Text().find(text) != std::wstring::npos;
+}
+
+TEST(OnDemandCollector, SamplePackageGivesItsShortcutsSharedIconsAndTargetApplications) {
+  testsupport::ScratchLog log;
+  OnDemandVolume volume;
+  testsupport::BuildSamplePackage(volume);
+  const std::wstring files = volume.Root() + L"\\Program Files\\";
+  const wchar_t* fab = L"C:\\Program Files\\Fabrikam\\fabrikam.exe";
+  const Shortcut shortcuts[] = {
+      {L"Legacy", L"C:\\Program Files (x86)\\Legacy\\legacy.exe", L"0", L"838", L"", L"", 1, L"Legacy Ltd", L""},
+      {L"Old", L"C:\\Program Files\\Old\\old.exe", L"", L"0", L"", L"exe", -1, L"", L"1.0"},
+      {L"Fabrikam Safe Mode", fab, L"1", L"0", L"", L"", 0, L"Fabrikam, Inc.", L"4.2 <beta>"},
+      {L"Fabrikam", fab, L"1", L"1601", L"Fabrikam \u2013 the editor", L"", 0, L"Fabrikam, Inc.", L"4.2 <beta>"},
+      {L"Read Me", L"C:\\Program Files\\Fabrikam\\readme.txt", L"", L"0", L"", L"txt", -1, L"", L""},
+      {L"Tools Copy", fab, L"2", L"0", L"Tools", L"", 0, L"Fabrikam, Inc.", L"4.2 <beta>"},
+      {L"Tools", fab, L"2", L"0", L"Tools", L"", 0, L"Fabrikam, Inc.", L"4.2 <beta>"},
+  };
+  auto expected =
+      Obj(M(L"shortcuts", Arr(ShortcutObject(shortcuts[0]), ShortcutObject(shortcuts[1]), ShortcutObject(shortcuts[2]),
+                              ShortcutObject(shortcuts[3]), ShortcutObject(shortcuts[4]), ShortcutObject(shortcuts[5]),
+                              ShortcutObject(shortcuts[6]))),
+          M(L"icon_indices", Strings({L"0", L"1", L"2"})));
+  auto icons = Obj(M(L"icon0", Icon(L"image/ico", IcoData(files + L"Legacy\\legacy.ico"))),
+                   M(L"icon1", Icon(L"image/ico", IcoData(files + L"Fabrikam\\fabrikam.ico"))),
+                   M(L"icon2", Icon(L"image/ico", IcoData(files + L"Fabrikam\\Tools\\copy.ico"))));
+  EXPECT_EQ(testsupport::CollectedJson(volume), expected->Serialize() + "\r\n\r\n" + icons->Serialize());
+
+  // The swap, both ways, says what it tried; the emitted paths keep the link's.
+  const std::wstring at =
+      L" at [" + std::to_wstring(volume.Root().size() + 1) + L"].New Path (" + volume.Root() + L"\\";
+  const std::wstring correct = L"COnDemandMVPackage::GetCorrectPathForShortcut: ";
+  EXPECT_TRUE(Logged(log, correct + L"File path " + volume.Root() +
+                              L"\\Program Files (x86)\\Legacy\\legacy.exe"
+                              L" does not exist. Applying workaround to replace \"Program Files (x86)\" with "
+                              L"\"Program Files\" and vice versa.\r\n"));
+  EXPECT_TRUE(Logged(log, correct + L"Program Files (x86)" + at + L"Program Files\\Legacy\\legacy.exe)"));
+  EXPECT_TRUE(Logged(log, correct + L"Program Files" + at + L"Program Files (x86)\\Old\\old.exe)"));
+  EXPECT_TRUE(Logged(log,
+                     L"COnDemandMVPackage::PopulateShortcutMetadata: Target path C:\\Windows\\notepad.exe of "
+                     L"shortcut " +
+                         volume.StartMenu() +
+                         L"\\Programs\\Outside.lnk does not lie under "
+                         L"\"THROOT\": the shortcut is left out.\r\n"));
+}
+
+TEST(OnDemandCollector, PackageWithoutShortcutsGivesAnEmptyObject) {
+  testsupport::ScratchLog log;
+  OnDemandVolume volume;
+  EXPECT_EQ(testsupport::CollectedJson(volume), "{\r\n}\r\n\r\n{\r\n}");
+  EXPECT_TRUE(Logged(log, std::wstring(L"COnDemandMVPackage::GetMetadataForPackage: There was no shortcut captured "
+                                       L"for this package guid [") +
+                              testsupport::kOnDemandGuid + L"]."));
+}
+
+TEST(OnDemandCollector, SanitizePathCutsAtTheFirstBlankThatNamesAFile) {
+  OnDemandVolume volume;
+  const std::wstring app = volume.Put(L"App\\app.exe", "MZ");
+  const std::wstring myApp = volume.Put(L"My App\\app.exe", "MZ");
+  const std::wstring folder = volume.Root() + L"\\App", missing = volume.Root() + L"\\Missing\\app.exe /x";
+  const struct {
+    std::wstring path;
+    bool ok;
+    std::wstring result;
+  } cases[] = {
+      {app, true, app},
+      {folder, true, folder},
+      {app + L" /x", true, app},
+      {myApp + L" /x --y", true, myApp},
+      {folder + L" /x", false, folder + L" /x"},  // a folder is no program to start
+      {missing, false, missing},
+      {L"", false, L""},
+  };
+  COnDemandMVPackage collector(volume.Run(), testsupport::kOnDemandGuid);
+  for (const auto& c : cases) {
+    std::wstring path = c.path;
+    EXPECT_EQ(collector.SanitizePath(path), c.ok) << platform::ToUtf8(c.path);
+    EXPECT_EQ(path, c.result);
+  }
+}
+
+TEST(OnDemandCollector, PathsThatLeaveTheRootAreRefused) {
+  testsupport::ScratchFolder folder;
+  const std::wstring root = folder / L"{g}\\THROOT";
+  const struct {
+    std::wstring path;
+    const wchar_t* refusal;
+  } cases[] = {
+      {root + L"\\App\\app.exe", L"-"},
+      {root + L"\\App\\..\\app.exe", L"-"},
+      {platform::Lower(root) + L"/App/./app.exe", L"-"},
+      {root + L"\\..\\tarnhold.dat", L"climbs out of"},
+      {root + L"\\App\\..\\..\\..\\secret.exe", L"climbs out of"},
+      {root + L"X\\app.exe", L"lies outside"},
+      {L"D:\\Other\\app.exe", L"lies outside"},
+      {root, L"lies outside"},
+  };
+  for (const auto& c : cases) {
+    const wchar_t* refusal = RefusalOf(root, c.path);
+    EXPECT_EQ(std::wstring(refusal ? refusal : L"-"), c.refusal) << platform::ToUtf8(c.path);
+  }
+}
+
+// The agent's CaptureFTA value: absent means on, 0 or unreadable means off.
+TEST(OnDemandAssembly, CaptureFtaValueDecidesWhetherTheHiveIsRead) {
+  const struct {
+    uint32_t type;  // kNone: no value
+    std::string data;
+    bool on;
+  } cases[] = {{reg::kNone, "", true},
+               {reg::kDword, reg::EncodeDword(0), false},
+               {reg::kDword, reg::EncodeDword(1), true},
+               {reg::kSz, reg::EncodeString(L"1"), false}};
+  testsupport::ScratchRegistry registry(L"capturefta");
+  const std::wstring service = L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\thservice";
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.type);
+    reg::DeleteKeyTree(service);
+    reg::Key key;
+    ASSERT_EQ(reg::CreateKey(kAgentParametersKey, reg::kAllAccess, key), 0u);
+    if (c.type != reg::kNone) {
+      ASSERT_EQ(reg::SetValue(key, L"CaptureFTA", c.type, c.data), 0u);
+    }
+    testsupport::ScratchLog log;
+    OnDemandVolume volume;
+    MetadataObject onDemand, icons;
+    uint32_t counter = 0;
+    EXPECT_TRUE(
+        GetOnDemandMetadataforApplicationBundle(volume.Run(), &onDemand, &icons, testsupport::kOnDemandGuid, &counter));
+    EXPECT_EQ(Logged(log, L"Failed to load package hive."), c.on);
+    EXPECT_EQ(Logged(log,
+                     L"GetOnDemandMetadataforApplicationBundle: \"CaptureFTA\" is set to false. FTA data "
+                     L"won't be captured."),
+              !c.on);
+  }
+  reg::DeleteKeyTree(service);
+}
+
+TEST(OnDemandAssembly, InvalidArgumentsAndAMissingDataFolderFail) {
+  testsupport::ScratchLog log;
+  OnDemandVolume volume;
+  MetadataObject onDemand, icons;
+  EXPECT_FALSE(GetOnDemandMetadataforApplicationBundle(volume.Run(), &onDemand, &icons, L"", nullptr));
+  EXPECT_TRUE(Logged(log, L"GetOnDemandMetadataforApplicationBundle: Invalid input arguments\n"));
+  testsupport::ScopedEnv unset(L"ORVCAPTURE_PACKAGEDATA_FOLDER", L"");
+  EXPECT_FALSE(GetOnDemandMetadataforApplicationBundle(volume.Run(), &onDemand, &icons, L"{g}", nullptr));
+  EXPECT_TRUE(Logged(log, L"Failed to get ORVCAPTURE_PACKAGEDATA_FOLDER path \n"));
+  EXPECT_TRUE(Logged(log, L"Package data path is empty.\n"));
+}
+
+TEST(OnDemandAssembly, MsixListsGiveShortcutsAndTargetApplicationsNumberedFromTheCounter) {
+  testsupport::ScratchLog log;
+  testsupport::ScratchFolder volume;
+  testsupport::WriteFile(volume / L"app.ico",
+                         testsupport::IcoFile({{32, 32, testsupport::DibIcon(32, 32, 0xFF804020)}}));
+  testsupport::WriteFile(volume / L"doc.ico", testsupport::IcoFile({{16, 8, testsupport::DibIcon(16, 8, 0xFF208040)}}));
+  std::string png;
+  platform::imaging::PngFailure failure;
+  ASSERT_TRUE(platform::imaging::IconImageToPng64(testsupport::DibIcon(32, 32, 0xFF2020C0), png, failure));
+  testsupport::WriteFile(volume / L"sheet.png", png);
+  std::wstring sheet;
+  ASSERT_TRUE(GetPngFileBase64(volume / L"sheet.png", sheet));
+
+  CaptureRun run;
+  run.volumePath = volume.path();
+  run.flags.msix = true;
+  run.state.name = L"Fabrikam Suite";
+  // Two applications of one program share its icon.
+  run.msixApps = {{L"Fabrikam", L"app.ico", L"Fabrikam.App"}, {L"Viewer", L"app.ico", L"Fabrikam.Viewer"}};
+  run.msixTargetApps = {{L"app.ico",
+                         L"Fabrikam editor",
+                         {{L"doc.ico", L".fab", {L"open", L"print"}, false}, {L"sheet.png", L".fsh", {}, true}},
+                         {L"fabrikam"},
+                         {L"Edit with Fabrikam"}},
+                        {L"doc.ico", L"Fabrikam helper", {}, {}, {}}};
+  MetadataObject onDemand, icons;
+  uint32_t counter = 5;
+  ASSERT_TRUE(GetOnDemandMetadataforApplicationBundle(run, &onDemand, &icons, L"{g}", &counter));
+  EXPECT_EQ(counter, 8u);
+
+  auto app = [](const wchar_t* name, const wchar_t* id) {
+    return Obj(M(L"name", S(name)), M(L"msixappid", S(id)), M(L"path", S(L"app.ico")),
+               M(L"launch_id", S(GetMD5HashGuid(L"app.ico"))), M(L"iconIndex", S(L"5")));
+  };
+  auto expected = Obj(
+      M(L"shortcuts", Arr(app(L"Fabrikam", L"Fabrikam.App"), app(L"Viewer", L"Fabrikam.Viewer"))),
+      M(L"msix",
+        Obj(M(L"target_apps",
+              Arr(Obj(M(L"app_icon", S(L"5")), M(L"file_desc", S(L"Fabrikam editor")),
+                      M(L"fta",
+                        Arr(Obj(M(L"icon", S(L"6")), M(L"name", S(L".fab")), M(L"verbs", Strings({L"open", L"print"})),
+                                M(L"use_url", std::make_unique<MetadataBool>(false))),
+                            Obj(M(L"icon", S(L"7")), M(L"name", S(L".fsh")), M(L"verbs", Strings({})),
+                                M(L"use_url", std::make_unique<MetadataBool>(true))))),
+                      M(L"url_protocol", Strings({L"fabrikam"})), M(L"context_menu", Strings({L"Edit with Fabrikam"}))),
+                  Obj(M(L"app_icon", S(L"6")), M(L"file_desc", S(L"Fabrikam helper"))))))),
+      M(L"name", S(L"Fabrikam Suite")), M(L"icon_indices", Strings({L"5", L"6", L"7"})));
+  EXPECT_EQ(onDemand.Serialize(), expected->Serialize());
+  auto expectedIcons =
+      Obj(M(L"icon5", Icon(L"image/ico", IcoData(volume / L"app.ico"))),
+          M(L"icon6", Icon(L"image/ico", IcoData(volume / L"doc.ico"))), M(L"icon7", Icon(L"image/png", sheet)));
+  EXPECT_EQ(icons.Serialize(), expectedIcons->Serialize());
+}
+
+}  // namespace
