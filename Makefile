@@ -52,18 +52,28 @@ bench: build-linux
 	done
 
 # Each fuzz target (fuzz/NAME_fuzz.cpp) runs for FUZZ_SECONDS on a corpus kept
-# in build/fuzz; FUZZ_TARGETS="name ..." runs some of them.
+# in build/fuzz, starting from the seeds the project's writers make (and a
+# MinGW-built program for pe_resources) and from fuzz/NAME.dict where there is
+# one; FUZZ_TARGETS="name ..." runs some of them. Each prints its final
+# coverage; a crash, a leak or undefined behaviour stops the run.
 FUZZ_SECONDS ?= 30
 FUZZ_TARGETS ?= $(patsubst fuzz/%_fuzz.cpp,%,$(wildcard fuzz/*_fuzz.cpp))
+FUZZ_SEEDS := $(BUILD)/fuzz/seeds
 fuzz: deps
 	@CC=clang CXX=clang++ cmake -S . -B $(BUILD)/fuzz $(CMAKE_FLAGS) -DKESTREL_FUZZ=ON -DBUILD_TESTING=OFF >/dev/null
-	@cmake --build $(BUILD)/fuzz --target $(addsuffix _fuzz,$(FUZZ_TARGETS))
+	@cmake --build $(BUILD)/fuzz --target write_fuzz_seeds $(addsuffix _fuzz,$(FUZZ_TARGETS))
+	@rm -rf $(FUZZ_SEEDS) && $(BUILD)/fuzz/fuzz/write_fuzz_seeds $(FUZZ_SEEDS)
+	@x86_64-w64-mingw32-windres -I $(FUZZ_SEEDS)/src fuzz/seeds/program.rc -O coff -o $(FUZZ_SEEDS)/src/program.o
+	@x86_64-w64-mingw32-gcc -s -nostdlib -e start fuzz/seeds/program.c $(FUZZ_SEEDS)/src/program.o \
+	  -o $(FUZZ_SEEDS)/pe_resources/mingw.exe
 	@for t in $(FUZZ_TARGETS); do \
 	  mkdir -p $(BUILD)/fuzz/corpus/$$t; \
+	  seeds=; [ -d $(FUZZ_SEEDS)/$$t ] && seeds=$(FUZZ_SEEDS)/$$t; \
+	  dict=; [ -f fuzz/$$t.dict ] && dict=-dict=fuzz/$$t.dict; \
 	  echo "== $$t ($(FUZZ_SECONDS) s)"; \
-	  $(BUILD)/fuzz/fuzz/$${t}_fuzz -max_total_time=$(FUZZ_SECONDS) $(BUILD)/fuzz/corpus/$$t \
+	  $(BUILD)/fuzz/fuzz/$${t}_fuzz -max_total_time=$(FUZZ_SECONDS) $$dict $(BUILD)/fuzz/corpus/$$t $$seeds \
 	    >$(BUILD)/fuzz/$$t.log 2>&1 || { tail -n 40 $(BUILD)/fuzz/$$t.log; exit 1; }; \
-	  tail -n 1 $(BUILD)/fuzz/$$t.log; \
+	  grep -E '^#[0-9]+.*cov: ' $(BUILD)/fuzz/$$t.log | tail -n 1; \
 	done
 
 clean:

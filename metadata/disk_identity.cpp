@@ -307,8 +307,7 @@ bool StampDiskIdentity(DiskIo& disk, const std::wstring& path, const Guid& guid,
   }
 
   uint8_t signature[4] = {};
-  if (signBootSector && !sources.randomBytes(signature, sizeof signature)) {
-    error = kErrorGenFailure;
+  if (signBootSector && (error = sources.randomBytes(signature, sizeof signature)) != 0) {
     PrintLog(L"ERROR: preparing vhd disk for identity: random MBR DiskID gen failed. Error: 0x%x\n", error);
     return false;
   }

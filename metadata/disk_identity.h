@@ -33,7 +33,7 @@ void SetIdentityTexts(const Guid& guid, uint32_t seconds);
 // Where an identity comes from; tests replace them.
 struct IdentitySources {
   std::function<bool(Guid&)> newGuid;
-  std::function<bool(void*, size_t)> randomBytes;
+  std::function<uint32_t(void*, size_t)> randomBytes;  // 0 or the error
   std::function<uint32_t()> seconds;
 };
 IdentitySources SystemIdentitySources();

@@ -13,7 +13,7 @@ uint32_t GetFilePropertyData(const std::wstring& file, const std::wstring& prope
 
 std::wstring GetLongPathOfFile(const std::wstring& path) {
   std::wstring longPath;
-  if (const uint32_t error = platform::LongPathName(path, longPath)) {
+  if (const uint32_t error = platform::LongPathName(path, longPath); error != 0) {
     PrintLog(L"ERROR: %s: GetLongPathNameW call failed for : [%s] with error : [%lu].\n", L"GetLongPathOfFile",
              path.c_str(), static_cast<unsigned long>(error));
     return path;

@@ -1,5 +1,5 @@
-// Version-resource texts of a program file, as the shortcut data shows them
-// (publisher, product version).
+// What the shortcut and file-type data read of a target file: its long path
+// and its version-resource texts (publisher, product version).
 #pragma once
 
 #include <cstdint>

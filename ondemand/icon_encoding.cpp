@@ -98,8 +98,11 @@ bool EncodeBase64(const std::string& bytes, const std::wstring& path, std::wstri
     PrintLog(L"LOG: ERROR: error encoding icon to base64 (length) for %s\n", path.c_str());
     return false;
   }
-  if (!platform::crypto::Base64Encode(bytes.data(), bytes.size(), base64)) {
-    PrintLog(L"LOG: ERROR: error encoding icon to base64 (data) for %s\n", path.c_str());
+  bool lengthFailed = false;
+  if (!platform::crypto::Base64Encode(bytes.data(), bytes.size(), base64, &lengthFailed)) {
+    PrintLog(lengthFailed ? L"LOG: ERROR: error encoding icon to base64 (length) for %s\n"
+                          : L"LOG: ERROR: error encoding icon to base64 (data) for %s\n",
+             path.c_str());
     return false;
   }
   return true;

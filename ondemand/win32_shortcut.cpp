@@ -117,6 +117,10 @@ int32_t CShellLinkDetails::PopulateShellLinkDetails(const std::wstring& path) {
     PrintLog(L"ERROR: %ls: CWin32Shortcut::Load(.[0x%08lx-%ls].) failed.\n", kFunction, s.status, s.text.c_str());
     return status;
   }
+  for (const auto& cut : shortcut.CutTexts()) {
+    PrintLog(L"LOG: %ls: the %ls of %ls holds %zu characters; the first %zu are kept.\n", kFunction,
+             cut.name.c_str(), path.c_str(), cut.length, cut.kept);
+  }
   shortcutPath = path;
   status = shortcut.GetExpandedTargetPath(targetPath);
   if (status < 0) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/shell.h"
 
@@ -19,6 +20,8 @@ class CWin32Shortcut {
   int32_t GetExpandedIconLocation(std::wstring& path, int32_t& index);
   int32_t GetDescription(std::wstring& description);
   int32_t GetHotkey(uint16_t& hotkey);
+  // The texts of the loaded file that were longer than Windows keeps.
+  std::vector<platform::shell::ShellLink::CutText> CutTexts() const { return link_.CutTexts(); }
 
   // Rewrites an advertised shortcut as an ordinary one whose target is the
   // installed component's file, keeping description, icon and arguments.

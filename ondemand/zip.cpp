@@ -20,26 +20,7 @@ bool GetExpandedString(const std::wstring& text, std::wstring& expanded) {
     PrintLog(L"LOG: %s: Path to expand is empty", L"GetExpandedString");
     return false;
   }
-  size_t at = 0;
-  while (at < text.size()) {
-    const size_t open = text.find(L'%', at);
-    const size_t close = open == std::wstring::npos ? open : text.find(L'%', open + 1);
-    if (close == std::wstring::npos) {
-      expanded.append(text, at, std::wstring::npos);
-      break;
-    }
-    expanded.append(text, at, open - at);
-    std::wstring value;
-    const std::wstring name = text.substr(open + 1, close - open - 1);
-    if (!name.empty() && platform::GetEnv(name, value)) {
-      expanded += value;
-      at = close + 1;
-    } else {
-      // Left as written; the closing % may open the next reference.
-      expanded.append(text, open, close - open);
-      at = close;
-    }
-  }
+  expanded = platform::ExpandEnvironment(text);
   return true;
 }
 
@@ -92,14 +73,14 @@ bool ZipFile(const std::wstring& inputPath, const std::wstring& outputPath) {
     PrintLog(L"LOG: %s: Successfully launched : %ls(wait %d ms), pid = %u tid = %u\n", L"ZipFile",
              commandLine.c_str(), kWaitInfinite, pid, tid);
   };
-  uint32_t exitCode = 0;
-  if (uint32_t error = platform::RunProcess(launched, exitCode, nullptr, &started)) {
+  uint32_t exitCode = 0, waitStatus = 0;
+  if (uint32_t error = platform::RunProcess(launched, exitCode, nullptr, &started, &waitStatus)) {
     PrintLog(L"LOG: %s: CreateProcessW failed for \"%s\": error %d\n", L"ZipFile", commandLine.c_str(),
              static_cast<int>(error));
     return false;
   }
   PrintLog(L"LOG: %s: ExitCode %d. Finished waiting for \"%s\" (WaitStatus %d)\n", L"ZipFile",
-           static_cast<int>(exitCode), commandLine.c_str(), 0);
+           static_cast<int>(exitCode), commandLine.c_str(), static_cast<int>(waitStatus));
   return exitCode == 0;
 }
 

@@ -12,6 +12,5 @@ const std::wstring& Get7ZipExePath();
 bool ZipFile(const std::wstring& inputPath, const std::wstring& outputPath);
 // ZipFile into folder + "\" + fileName.
 bool ZipFileIntoFolder(const std::wstring& inputPath, const std::wstring& outputFolder, const std::wstring& fileName);
-// ExpandEnvironmentStrings: %NAME% references replaced by their values;
-// unknown references and a lone % stay as written. Empty input fails.
+// platform::ExpandEnvironment, with the log line of an empty input, which fails.
 bool GetExpandedString(const std::wstring& text, std::wstring& expanded);

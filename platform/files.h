@@ -45,13 +45,14 @@ uint32_t FindFiles(const std::wstring& pattern, std::vector<FindEntry>& entries)
 uint32_t FindFirst(const std::wstring& pattern, FindEntry& entry);
 
 uint32_t GetAttributes(const std::wstring& path, uint32_t& attributes);
+// GetLongPathNameW: the path of an existing file or folder with each
+// component in the 8.3 form of a short name replaced by the name its folder
+// lists (long components stay as written); 2 or 3 when something on the way
+// is missing.
+uint32_t LongPathName(const std::wstring& path, std::wstring& longPath);
 uint32_t SetAttributes(const std::wstring& path, uint32_t attributes);
 bool PathExists(const std::wstring& path);
 uint32_t GetSize(const std::wstring& path, uint64_t& size);
-// GetLongPathNameW: the path with every short (8.3) name in its long form.
-// Linux has no short names: an existing path comes back as it is. A path
-// that does not exist gives 2 or 3.
-uint32_t LongPathName(const std::wstring& path, std::wstring& longPath);
 
 // The volume name "\\?\Volume{GUID}\" of the volume mounted at mountPoint,
 // given with its trailing backslash ("E:\"). On Linux any existing folder

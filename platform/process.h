@@ -25,8 +25,9 @@ uint32_t EnablePrivilege(const std::wstring& name);
 bool GetEnv(const std::wstring& name, std::wstring& value);
 void SetEnv(const std::wstring& name, const std::wstring& value);
 void UnsetEnv(const std::wstring& name);
-// ExpandEnvironmentStringsW: each %NAME% whose variable is set (looked up as
-// GetEnv does) becomes its value; other text, unknown names included, stays.
+// ExpandEnvironmentStringsW as Windows does it: each %NAME% whose variable is
+// set (looked up as GetEnv does) becomes its value; an unknown or unterminated
+// name stays as written, and its closing % may open the next reference.
 std::wstring ExpandEnvironment(const std::wstring& text);
 // The system's text for an error code or HRESULT, without its line break;
 // an HRESULT of facility Win32 reads as its Win32 code.
@@ -38,7 +39,8 @@ void SleepMs(uint32_t milliseconds);
 
 // A named mutex, created and never waited on: only its prior existence
 // matters. Held until the object is destroyed (on Linux: a lock on a file
-// named after the mutex under /run/lock, else the temporary folder).
+// named after the mutex; under /run/kestrel, which only root can write, for
+// root, else under /run/lock or the temporary folder).
 class NamedMutex {
  public:
   NamedMutex() = default;
@@ -69,9 +71,14 @@ std::wstring JoinCommandLine(const std::vector<std::wstring>& arguments);
 // otherwise they are the caller's own.
 // started, when given, hears the new process's and thread's ids before the
 // wait (on Linux the thread id is the process id).
+// waitStatus, when given, receives the wait's result (0, or 0xFFFFFFFF when
+// the wait failed). When the exit code cannot be read, the last error stands
+// in for it (on Linux 6, the invalid handle, for a child that cannot be
+// waited for).
 uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode,
                     std::string* output = nullptr,
-                    const std::function<void(uint32_t processId, uint32_t threadId)>* started = nullptr);
+                    const std::function<void(uint32_t processId, uint32_t threadId)>* started = nullptr,
+                    uint32_t* waitStatus = nullptr);
 
 // What a parent process reads back when a program exits with code.
 uint32_t ExitCodeAsSeen(int code);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace platform::shell {
 
@@ -48,6 +49,15 @@ class ShellLink {
   int32_t GetWorkingDirectory(std::wstring& folder);
   int32_t GetIconLocation(std::wstring& path, int32_t& index);
   int32_t GetHotkey(uint16_t& hotkey);
+
+  // The counted strings of the loaded file that were longer than Windows
+  // keeps of them, and what it keeps.
+  struct CutText {
+    std::wstring name;  // "description", "working directory", ...
+    size_t length;
+    size_t kept;
+  };
+  std::vector<CutText> CutTexts() const;
 
   int32_t SetPath(const std::wstring& path);
   int32_t SetArguments(const std::wstring& arguments);

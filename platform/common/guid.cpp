@@ -23,7 +23,7 @@ void AppendHex(std::wstring& out, uint64_t value, int digits, GuidCase letterCas
 
 bool NewGuid(Guid& guid) {
   uint8_t bytes[16];
-  if (!platform::crypto::RandomBytes(bytes, sizeof bytes)) return false;
+  if (platform::crypto::RandomBytes(bytes, sizeof bytes) != 0) return false;
   bytes[7] = static_cast<uint8_t>((bytes[7] & 0x0F) | 0x40);  // version 4 (high nibble of data3)
   bytes[8] = static_cast<uint8_t>((bytes[8] & 0x3F) | 0x80);  // RFC 4122 variant
   guid = GuidFromBytes(bytes);

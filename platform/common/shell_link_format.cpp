@@ -130,10 +130,18 @@ std::wstring FixedUtf16(std::string_view field) {
   return FromUtf16Le(field.substr(0, at));
 }
 
+// UTF-16LE text at offset within region, up to its terminator or, when the
+// region ends first, up to the region's end (an odd last byte is dropped).
+std::wstring Utf16UpTo(std::string_view region, size_t offset) {
+  if (offset >= region.size()) return {};
+  return FixedUtf16(region.substr(offset));
+}
+
 // --- id list -------------------------------------------------------------------
 
 // The long name of a file entry item: from its 0xBEEF0004 extension block
-// when it has one, else the primary name.
+// when it has one, else the primary name. A name that runs to the item's end
+// without a terminator ends there, as Windows reads it.
 bool FileEntryName(std::string_view item, std::wstring& name) {
   // size(2) type(1) unknown(1) file size(4) modified(4) attributes(2) name...
   constexpr size_t kNameAt = 14;
@@ -142,11 +150,16 @@ bool FileEntryName(std::string_view item, std::wstring& name) {
   size_t after = 0;
   if (unicode) {
     size_t consumed = 0;
-    if (!Utf16zAt(item, kNameAt, name, &consumed)) return false;
-    after = kNameAt + consumed;
+    if (Utf16zAt(item, kNameAt, name, &consumed)) {
+      after = kNameAt + consumed;
+    } else {
+      name = Utf16UpTo(item, kNameAt);
+      after = item.size();
+    }
   } else {
-    if (!AnsizAt(item, kNameAt, name)) return false;
-    after = item.find('\0', kNameAt) + 1;
+    const size_t end = item.find('\0', kNameAt);
+    name = FromAnsi(item.substr(kNameAt, end == std::string_view::npos ? std::string_view::npos : end - kNameAt));
+    after = end == std::string_view::npos ? item.size() : end + 1;
   }
   // Extension blocks follow the primary name; the item's last two bytes
   // give the offset of the first one. Look for the file entry extension.
@@ -154,16 +167,59 @@ bool FileEntryName(std::string_view item, std::wstring& name) {
     if (le::Get32(item, at + 4) != 0xBEEF0004) continue;
     const uint16_t size = le::Get16(item, at);
     const uint16_t version = le::Get16(item, at + 2);
-    if (size < 0x16 || at + size > item.size()) continue;
+    if (size < 0x16) continue;
+    // A block that claims more than its item holds ends with the item.
     const std::string_view block = item.substr(at, size);
     size_t nameAt = version >= 9 ? 0x2E : version == 8 ? 0x2A : version == 7 ? 0x26 : 0x14;
-    std::wstring longName;
-    if (nameAt < block.size() && Utf16zAt(block, nameAt, longName) && !longName.empty()) {
-      name = longName;
-    }
+    const std::wstring longName = Utf16UpTo(block, nameAt);
+    if (!longName.empty()) name = longName;
     break;
   }
   return !name.empty();
+}
+
+// Known folders that a root item may name instead of a drive, as the
+// environment references of their usual places.
+struct KnownFolder {
+  const wchar_t* guid;
+  const wchar_t* path;
+};
+constexpr KnownFolder kKnownFolders[] = {
+    {L"{905E63B6-C1BF-494E-B29C-65B732D3D21A}", L"%ProgramFiles%"},
+    {L"{7C5A40EF-A0FB-4BFC-874A-C0F2E0B9FA8E}", L"%ProgramFiles(x86)%"},
+    {L"{6D809377-6AF0-444B-8957-A3773F02200E}", L"%ProgramW6432%"},
+    {L"{F7F1ED05-9F6D-47A2-AAAE-29D317C6F066}", L"%CommonProgramFiles%"},
+    {L"{DE974D24-D9C6-4D3E-BF91-F4455120B917}", L"%CommonProgramFiles(x86)%"},
+    {L"{F38BF404-1D43-42F2-9305-67DE0B28FC23}", L"%windir%"},
+    {L"{1AC14E77-02E7-4E5D-B744-2EB1AE5198B7}", L"%windir%\\System32"},
+    {L"{D65231B0-B2F1-4857-A4CE-A8E7C6EA7D27}", L"%windir%\\SysWOW64"},
+    {L"{62AB5D82-FDC1-4DC3-A9DD-070D1D495D97}", L"%ProgramData%"},
+    {L"{A4115719-D62E-491D-AA7C-E74B8BE3B067}", L"%ProgramData%\\Microsoft\\Windows\\Start Menu"},
+    {L"{0139D44E-6AFE-49F2-8690-3DAFCAE6FFB8}", L"%ProgramData%\\Microsoft\\Windows\\Start Menu\\Programs"},
+    {L"{DFDF76A2-C82A-4D63-906A-5644AC457385}", L"%PUBLIC%"},
+    {L"{C4AA340D-F20F-4863-AFEF-F87EF2E6BA25}", L"%PUBLIC%\\Desktop"},
+    {L"{5E6C858F-0E22-4760-9AFE-EA3317B67173}", L"%USERPROFILE%"},
+    {L"{F3CE0F7C-4901-4ACC-8648-D5D44B04EF8F}", L"%USERPROFILE%"},  // the user's files
+    {L"{B4BFCC3A-DB2C-424C-B029-7FE99A87C641}", L"%USERPROFILE%\\Desktop"},
+};
+
+// A root item (0x1F, or 0x2E as some writers make it) names a shell folder
+// by GUID: My Computer, whose children are drives, or a known folder.
+enum class Root { MyComputer, Folder, Other };
+Root RootItem(std::string_view item, std::wstring& folder) {
+  if (item.size() < 20) return Root::Other;
+  if (item.substr(4, 16) == std::string_view(reinterpret_cast<const char*>(kMyComputer.data()), 16)) {
+    return Root::MyComputer;
+  }
+  const Guid guid = GuidFromBytes(reinterpret_cast<const uint8_t*>(item.data() + 4));
+  for (const auto& known : kKnownFolders) {
+    Guid candidate;
+    if (ParseGuid(known.guid, candidate) && candidate == guid) {
+      folder = known.path;
+      return Root::Folder;
+    }
+  }
+  return Root::Other;
 }
 
 // The file system path an id list names, or empty.
@@ -179,19 +235,23 @@ std::wstring IdListPath(std::string_view list) {
   }
   std::wstring path;
   size_t i = 0;
-  // Desktop's "My Computer" root, then a drive; lists that start at the
-  // drive are accepted too.
-  if (i < items.size() && static_cast<unsigned char>(items[i][2]) == 0x1F) {
-    if (items[i].size() < 20 || items[i].substr(4, 16) != std::string_view(reinterpret_cast<const char*>(kMyComputer.data()), 16)) {
-      return {};
-    }
+  const auto type = [&](size_t at) { return static_cast<unsigned char>(items[at][2]); };
+  bool drive = true;
+  // A root folder first (My Computer, then a drive, or a known folder);
+  // lists that start at the drive are accepted too.
+  if (i < items.size() && (type(i) == 0x1F || type(i) == 0x2E)) {
+    const Root root = RootItem(items[i], path);
+    if (root == Root::Other) return {};
+    drive = root == Root::MyComputer;
     ++i;
   }
-  if (i >= items.size() || (static_cast<unsigned char>(items[i][2]) & 0x70) != 0x20) return {};
-  if (!AnsizAt(items[i], 3, path) || path.size() < 2 || path[1] != L':') return {};
-  ++i;
+  if (drive) {
+    if (i >= items.size() || (type(i) & 0x70) != 0x20 || type(i) == 0x2E) return {};
+    if (!AnsizAt(items[i], 3, path) || path.size() < 2 || path[1] != L':') return {};
+    ++i;
+  }
   for (; i < items.size(); ++i) {
-    if ((static_cast<unsigned char>(items[i][2]) & 0x70) != 0x30) return {};
+    if ((type(i) & 0x70) != 0x30) return {};
     std::wstring name;
     if (!FileEntryName(items[i], name)) return {};
     if (path.empty() || path.back() != L'\\') path += L'\\';
@@ -420,31 +480,40 @@ int32_t ParseLink(std::string_view bytes, LinkData& link) {
   }
 
   const bool unicode = (parsed.flags & kIsUnicode) != 0;
-  const std::pair<uint32_t, std::wstring*> strings[] = {
-      {kHasName, &parsed.name},
-      {kHasRelativePath, &parsed.relativePath},
-      {kHasWorkingDir, &parsed.workingDirectory},
-      {kHasArguments, &parsed.arguments},
-      {kHasIconLocation, &parsed.iconLocation},
+  struct Part {
+    uint32_t flag;
+    std::wstring* text;
+    const wchar_t* name;
+    size_t keep;  // characters Windows keeps, 0 for all
   };
-  for (const auto& [flag, target] : strings) {
-    if (!(parsed.flags & flag)) continue;
-    // The count says where the next part begins, whatever its size: strings
-    // longer than MAX_PATH are kept whole here and cut by the interface.
+  const Part strings[] = {
+      {kHasName, &parsed.name, L"description", kKeepDescription},
+      {kHasRelativePath, &parsed.relativePath, L"relative path", kKeepPath},
+      {kHasWorkingDir, &parsed.workingDirectory, L"working directory", kKeepPath},
+      {kHasArguments, &parsed.arguments, L"arguments", 0},
+      {kHasIconLocation, &parsed.iconLocation, L"icon location", kKeepPath},
+  };
+  for (const Part& part : strings) {
+    if (!(parsed.flags & part.flag)) continue;
+    // The count says where the next part begins, whatever its size.
     uint16_t count = 0;
     std::string_view text;
     if (!cursor.Number(count) || !cursor.Bytes(unicode ? 2u * count : count, text)) return kStatusTruncated;
-    *target = unicode ? FromUtf16Le(text) : FromAnsi(text);
+    *part.text = unicode ? FromUtf16Le(text) : FromAnsi(text);
     // Some writers count a terminator; the interface hands out C strings.
-    target->resize(std::min(target->size(), target->find(L'\0')));
+    part.text->resize(std::min(part.text->size(), part.text->find(L'\0')));
+    if (part.keep != 0 && part.text->size() > part.keep) {
+      parsed.cutParts.push_back({part.name, part.text->size(), part.keep});
+      part.text->resize(part.keep);
+    }
   }
 
   // Extra data: blocks until a terminal block (size below 4). A file that
-  // simply ends after the strings is accepted, as Windows does.
+  // ends without one, or inside it, or goes on after it, is accepted with
+  // the blocks before, as Windows does.
   while (cursor.left() > 0) {
     uint32_t size = 0;
-    if (!cursor.Number(size)) return kStatusTruncated;
-    if (size < 4) break;
+    if (!cursor.Number(size) || size < 4) break;
     if (size < 8) return kStatusBadFormat;
     std::string_view block;
     const size_t start = cursor.pos() - 4;

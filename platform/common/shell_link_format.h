@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/guid.h"
 
@@ -32,8 +33,22 @@ inline constexpr uint32_t kHasExpIcon = 0x00004000;
 // Show commands.
 inline constexpr uint32_t kShowNormal = 1;
 
+// What Windows' link object keeps of its counted strings (MAX_PATH and
+// INFOTIPSIZE buffers, less the terminator); the arguments are kept whole.
+inline constexpr size_t kKeepPath = 259;
+inline constexpr size_t kKeepDescription = 1023;
+
+// A counted string longer than Windows keeps: its name, its length in the
+// file and what is kept.
+struct CutPart {
+  const wchar_t* name;  // "description", "working directory", ...
+  size_t length;
+  size_t kept;
+};
+
 // Everything the reader understands and the writer can write. Strings are
-// whole, as stored; the shell interface cuts them to its callers' buffers.
+// as Windows keeps them (cutParts says which were cut); the shell interface
+// cuts them further to its callers' buffers.
 struct LinkData {
   uint32_t flags = 0;           // as read; the writer derives its own
   uint32_t fileAttributes = 0;  // of the target, when the link was made
@@ -58,6 +73,8 @@ struct LinkData {
   std::wstring arguments;
   std::wstring iconLocation;
 
+  std::vector<CutPart> cutParts;
+
   std::wstring environmentTarget;  // target with environment references
   std::wstring iconEnvironment;    // icon location with environment references
   std::wstring darwinDescriptor;   // Windows Installer advertised shortcut
@@ -70,13 +87,14 @@ struct LinkData {
   uint32_t specialFolderOffset = 0;
 };
 
-// Reads a whole link file. A truncated file or a size that points past the
-// end gives kStatusTruncated; a wrong header, a part that contradicts itself
+// Reads a whole link file. A truncated file (before its extra data) or a
+// size that points past the end gives kStatusTruncated; a wrong header, a part that contradicts itself
 // or odd block data kStatusBadFormat. Nothing is read outside bytes.
 int32_t ParseLink(std::string_view bytes, LinkData& link);
 
 // The target as IShellLinkW::GetPath reports it: the id list's path, else
-// the link info's, else the environment block's (not expanded).
+// the link info's, else the environment block's (not expanded). An id list
+// rooted at a known folder gives that folder as an environment reference.
 std::wstring TargetPath(const LinkData& link);
 // The icon location as GetIconLocation reports it: the string, else the icon
 // environment block's.

@@ -3,19 +3,23 @@
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 
+#include <cerrno>
 #include <climits>
+
+#include "platform/posix/posix_util.h"
 
 namespace platform::crypto {
 
-bool RandomBytes(void* buffer, size_t size) {
+uint32_t RandomBytes(void* buffer, size_t size) {
   auto* bytes = static_cast<unsigned char*>(buffer);
   while (size > 0) {
     int chunk = size > INT_MAX ? INT_MAX : static_cast<int>(size);
-    if (RAND_bytes(bytes, chunk) != 1) return false;
+    errno = 0;
+    if (RAND_bytes(bytes, chunk) != 1) return errno != 0 ? posix::ErrorFromErrno(errno) : 31;  // ERROR_GEN_FAILURE
     bytes += chunk;
     size -= static_cast<size_t>(chunk);
   }
-  return true;
+  return 0;
 }
 
 bool Md5(const void* data, size_t size, uint8_t digest[16], Md5Failure* failure) {
@@ -25,8 +29,10 @@ bool Md5(const void* data, size_t size, uint8_t digest[16], Md5Failure* failure)
   return false;
 }
 
-bool Base64Encode(const void* data, size_t size, std::wstring& text) {
+bool Base64Encode(const void* data, size_t size, std::wstring& text, bool* lengthFailed) {
   text.clear();
+  // The length is worked out here and cannot fail; only the encoding can.
+  if (lengthFailed) *lengthFailed = false;
   const auto* bytes = static_cast<const unsigned char*>(data);
   text.reserve((size + 2) / 3 * 4);
   // EVP_EncodeBlock takes an int: whole groups of three bytes per call.

@@ -124,6 +124,48 @@ uint32_t FindFirst(const std::wstring& pattern, FindEntry& entry) {
   return error;
 }
 
+namespace {
+
+// A component in the 8.3 form a short name has: the system looks it up and
+// takes the folder's name for it; a long component stays as written.
+bool ShortForm(const std::wstring& component) {
+  const size_t dot = component.find(L'.');
+  const size_t base = dot == std::wstring::npos ? component.size() : dot;
+  const size_t extension = dot == std::wstring::npos ? 0 : component.size() - dot - 1;
+  if (base == 0 || base > 8 || extension > 3) return false;
+  if (dot != std::wstring::npos && component.find(L'.', dot + 1) != std::wstring::npos) return false;
+  return component.find_first_of(L" +,;=[]") == std::wstring::npos;
+}
+
+}  // namespace
+
+uint32_t LongPathName(const std::wstring& path, std::wstring& longPath) {
+  const auto separator = [](wchar_t c) { return c == L'\\' || c == L'/'; };
+  size_t at = path.size() >= 2 && path[1] == L':' ? 2 : 0;
+  while (at < path.size() && separator(path[at])) ++at;
+  std::wstring out = path.substr(0, at);
+  while (at < path.size()) {
+    size_t end = at;
+    while (end < path.size() && !separator(path[end])) ++end;
+    const std::wstring component = path.substr(at, end - at);
+    if (component.empty() || component == L"." || component == L"..") {
+      out += component;
+    } else if (component.find_first_of(L"*?") != std::wstring::npos) {
+      return 123;  // ERROR_INVALID_NAME: a pattern names no file
+    } else {
+      FindEntry entry;
+      const uint32_t error = FindFirst(out + component, entry);
+      if (error != 0) return error == 2 && end < path.size() ? 3 : error;
+      out += ShortForm(component) ? entry.name : component;
+    }
+    out.append(path, end, end < path.size() ? 1 : 0);
+    at = end + 1;
+  }
+  if (!PathExists(out)) return 2;
+  longPath = out;
+  return 0;
+}
+
 uint32_t GetAttributes(const std::wstring& path, uint32_t& attributes) {
   std::string native;
   uint32_t error = 0;
@@ -159,13 +201,6 @@ uint32_t GetSize(const std::wstring& path, uint64_t& size) {
   if (!MapPath(path, native, error)) return error;
   uint32_t attributes = 0;
   return StatAttributes(native, attributes, size);
-}
-
-uint32_t LongPathName(const std::wstring& path, std::wstring& longPath) {
-  uint32_t attributes = 0;
-  if (const uint32_t error = GetAttributes(path, attributes)) return error;
-  longPath = path;
-  return 0;
 }
 
 uint32_t RemoveFile(const std::wstring& path) {

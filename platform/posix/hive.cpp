@@ -1,5 +1,7 @@
 #include "platform/posix/hive.h"
 
+#include <type_traits>
+
 #include <hivex.h>
 
 #include <algorithm>
@@ -131,13 +133,16 @@ uint32_t Hive::ReadValue(size_t value, ValueEntry& entry, bool withData) {
   if (!key) return kErrorRegistryCorrupt;
   entry.name = FromUtf8(key.get());
   if (!withData) return 0;
-  hive_type type = hive_t_none;
+  // Hives carry types beyond the hive_type enumerators (REG_QWORD is its
+  // last): the type is kept in its underlying integer, never read as the enum.
+  std::underlying_type_t<hive_type> type = 0;
+  auto* typeOut = reinterpret_cast<hive_type*>(&type);
   size_t length = 0;
-  if (hivex_value_type(h_, value, &type, &length) != 0) return kErrorRegistryCorrupt;
+  if (hivex_value_type(h_, value, typeOut, &length) != 0) return kErrorRegistryCorrupt;
   entry.type = static_cast<uint32_t>(type);
   entry.data.clear();
   if (length == 0) return 0;
-  Owned<char> data(hivex_value_value(h_, value, &type, &length));
+  Owned<char> data(hivex_value_value(h_, value, typeOut, &length));
   if (!data) return kErrorRegistryCorrupt;
   entry.data.assign(data.get(), length);
   return 0;

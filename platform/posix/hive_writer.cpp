@@ -1,5 +1,7 @@
 #include "platform/posix/hive_writer.h"
 
+#include <type_traits>
+
 #include <hivex.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,8 +31,11 @@ bool Fill(hive_h* h, hive_node_h node, const regf::TreeKey& key, const std::wstr
       data.push_back(value.data);
     }
     for (size_t i = 0; i < key.values.size(); ++i) {
-      values.push_back({names[i].data(), static_cast<hive_type>(key.values[i].type),
-                        data[i].size(), data[i].data()});
+      hive_set_value value{names[i].data(), hive_t_none, data[i].size(), data[i].data()};
+      // Types beyond the enumerators are stored through the enum's integer.
+      const std::underlying_type_t<hive_type> type = key.values[i].type;
+      std::memcpy(&value.t, &type, sizeof type);
+      values.push_back(value);
     }
     if (hivex_node_set_values(h, node, values.size(), values.data(), 0) != 0) {
       message = L"cannot write the values of [" + path + L"]: " + Reason(errno);

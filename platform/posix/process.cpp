@@ -72,35 +72,6 @@ void SetEnv(const std::wstring& name, const std::wstring& value) {
 
 void UnsetEnv(const std::wstring& name) { unsetenv(ToUtf8(name).c_str()); }
 
-std::wstring ExpandEnvironment(const std::wstring& text) {
-  // As Windows expands: an unknown or empty name is copied with its two
-  // percent signs and the scan goes on after them; a lone % is kept.
-  std::wstring out;
-  size_t at = 0;
-  while (at < text.size()) {
-    const size_t open = text.find(L'%', at);
-    if (open == std::wstring::npos) {
-      out.append(text, at, std::wstring::npos);
-      break;
-    }
-    out.append(text, at, open - at);
-    const size_t close = text.find(L'%', open + 1);
-    if (close == std::wstring::npos) {
-      out.append(text, open, std::wstring::npos);
-      break;
-    }
-    std::wstring value;
-    const std::wstring name = text.substr(open + 1, close - open - 1);
-    if (!name.empty() && GetEnv(name, value)) {
-      out += value;
-    } else {
-      out.append(text, open, close - open + 1);
-    }
-    at = close + 1;
-  }
-  return out;
-}
-
 std::wstring SystemErrorText(uint32_t code) {
   // The system's own texts for the codes this program reports.
   static const std::pair<uint32_t, const wchar_t*> kTexts[] = {
@@ -142,7 +113,18 @@ void SleepMs(uint32_t milliseconds) {
 
 namespace {
 
-std::string LockFolder() {
+// Holders with administrative rights lock in a folder only root can write,
+// as only administrators may create objects in Windows' Global namespace:
+// no other user can then hold their lock and turn them away.
+constexpr char kAdminLockFolder[] = "/run/kestrel";
+
+bool AdminFolderReady() {
+  if (mkdir(kAdminLockFolder, 0755) != 0 && errno != EEXIST) return false;
+  struct stat st;
+  return lstat(kAdminLockFolder, &st) == 0 && S_ISDIR(st.st_mode) && st.st_uid == 0 && (st.st_mode & 022) == 0;
+}
+
+std::string SharedLockFolder() {
   if (access("/run/lock", W_OK) == 0) return "/run/lock";
   return ToUtf8(TempFolder());
 }
@@ -164,10 +146,13 @@ uint32_t NamedMutex::Create(const std::wstring& name) {
   for (char& c : file) {
     if (c == '\\' || c == '/') c = '_';
   }
-  const std::string path = LockFolder() + "/kestrel-mutex-" + file;
-  int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  const bool admin = geteuid() == 0;
+  if (admin && !AdminFolderReady()) return 5;  // ERROR_ACCESS_DENIED
+  const std::string path = (admin ? std::string(kAdminLockFolder) : SharedLockFolder()) + "/kestrel-mutex-" + file;
+  const mode_t mode = admin ? 0600 : 0666;  // other users' instances open the shared one too
+  int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, mode);
   if (fd < 0) return posix::ErrorFromErrno(errno, path);
-  fchmod(fd, 0666);  // other users' instances must be able to open it too
+  fchmod(fd, mode);
   // Every holder keeps a shared lock; an exclusive lock that cannot be had
   // means another holder exists, as an existing mutex object does.
   uint32_t result = 0;
@@ -187,7 +172,7 @@ void NamedMutex::Release() {
 }
 
 uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::string* output,
-                    const std::function<void(uint32_t, uint32_t)>* onStarted) {
+                    const std::function<void(uint32_t, uint32_t)>* onStarted, uint32_t* waitStatus) {
   const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
   if (arguments.empty() || arguments[0].empty()) return 2;
   const std::wstring& program = arguments[0];
@@ -246,10 +231,15 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::st
     close(pipeFds[0]);
   }
   int status = 0;
-  while (waitpid(pid, &status, 0) < 0) {
-    if (errno != EINTR) return posix::ErrorFromErrno(errno);
+  pid_t waited = 0;
+  while ((waited = waitpid(pid, &status, 0)) < 0 && errno == EINTR) {
   }
-  if (WIFEXITED(status)) {
+  if (waitStatus) *waitStatus = waited < 0 ? 0xFFFFFFFFu : 0;  // WAIT_FAILED or WAIT_OBJECT_0
+  if (waited < 0) {
+    // Gone without a trace (SIGCHLD ignored reaps it): as reading the exit
+    // code through a handle that no longer names a process.
+    exitCode = errno == ECHILD ? 6 : posix::ErrorFromErrno(errno);
+  } else if (WIFEXITED(status)) {
     exitCode = static_cast<uint32_t>(WEXITSTATUS(status));
   } else {
     exitCode = 128 + static_cast<uint32_t>(WTERMSIG(status));  // as a shell reports it

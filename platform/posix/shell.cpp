@@ -105,6 +105,14 @@ int32_t ShellLink::GetIconLocation(std::wstring& path, int32_t& index) {
   return kOk;
 }
 
+std::vector<ShellLink::CutText> ShellLink::CutTexts() const {
+  std::vector<CutText> cut;
+  if (impl_) {
+    for (const auto& part : impl_->link.cutParts) cut.push_back({part.name, part.length, part.kept});
+  }
+  return cut;
+}
+
 int32_t ShellLink::GetHotkey(uint16_t& hotkey) {
   if (!impl_) return kNullObject;
   hotkey = impl_->link.hotkey;

@@ -4,11 +4,11 @@
 
 namespace platform::crypto {
 
-bool RandomBytes(void* buffer, size_t size) {
+uint32_t RandomBytes(void* buffer, size_t size) {
   HCRYPTPROV provider = 0;
   if (!CryptAcquireContextW(&provider, nullptr, nullptr, PROV_RSA_FULL,
                             CRYPT_VERIFYCONTEXT | CRYPT_SILENT)) {
-    return false;
+    return GetLastError();
   }
   auto* bytes = static_cast<BYTE*>(buffer);
   bool ok = true;
@@ -18,8 +18,9 @@ bool RandomBytes(void* buffer, size_t size) {
     bytes += chunk;
     size -= chunk;
   }
+  const DWORD error = ok ? 0 : GetLastError();
   CryptReleaseContext(provider, 0);
-  return ok;
+  return error;
 }
 
 bool Md5(const void* data, size_t size, uint8_t digest[16], Md5Failure* failure) {
@@ -54,14 +55,17 @@ bool Md5(const void* data, size_t size, uint8_t digest[16], Md5Failure* failure)
   return ok;
 }
 
-bool Base64Encode(const void* data, size_t size, std::wstring& text) {
+bool Base64Encode(const void* data, size_t size, std::wstring& text, bool* lengthFailed) {
   text.clear();
+  if (lengthFailed) *lengthFailed = false;
   if (size == 0) return true;
-  if (size > 0x7FFFFFFF) return false;
   constexpr DWORD kFlags = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF;  // 0x40000001
   DWORD length = 0;
-  if (!CryptBinaryToStringW(static_cast<const BYTE*>(data), static_cast<DWORD>(size), kFlags, nullptr, &length))
+  if (size > 0x7FFFFFFF ||
+      !CryptBinaryToStringW(static_cast<const BYTE*>(data), static_cast<DWORD>(size), kFlags, nullptr, &length)) {
+    if (lengthFailed) *lengthFailed = true;
     return false;
+  }
   text.resize(length);
   if (!CryptBinaryToStringW(static_cast<const BYTE*>(data), static_cast<DWORD>(size), kFlags, text.data(), &length)) {
     text.clear();

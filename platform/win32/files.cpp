@@ -37,6 +37,18 @@ uint32_t FindFirst(const std::wstring& pattern, FindEntry& entry) {
   return 0;
 }
 
+uint32_t LongPathName(const std::wstring& path, std::wstring& longPath) {
+  const DWORD needed = GetLongPathNameW(path.c_str(), nullptr, 0);
+  if (needed == 0) return GetLastError();
+  std::wstring buffer(needed, L'\0');
+  const DWORD written = GetLongPathNameW(path.c_str(), buffer.data(), needed);
+  if (written == 0) return GetLastError();
+  if (written >= needed) return ERROR_INSUFFICIENT_BUFFER;  // it changed in between
+  buffer.resize(written);
+  longPath = buffer;
+  return 0;
+}
+
 uint32_t GetAttributes(const std::wstring& path, uint32_t& attributes) {
   const DWORD result = GetFileAttributesW(path.c_str());
   if (result == INVALID_FILE_ATTRIBUTES) return GetLastError();
@@ -61,18 +73,6 @@ uint32_t GetSize(const std::wstring& path, uint64_t& size) {
   size = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
              ? 0
              : (static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
-  return 0;
-}
-
-uint32_t LongPathName(const std::wstring& path, std::wstring& longPath) {
-  const DWORD needed = GetLongPathNameW(path.c_str(), nullptr, 0);
-  if (needed == 0) return GetLastError();
-  std::wstring buffer(needed, L'\0');
-  const DWORD written = GetLongPathNameW(path.c_str(), buffer.data(), needed);
-  if (written == 0) return GetLastError();
-  if (written >= needed) return kErrorInsufficientBuffer;  // renamed between the two calls
-  buffer.resize(written);
-  longPath = buffer;
   return 0;
 }
 

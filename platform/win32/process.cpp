@@ -75,7 +75,7 @@ void NamedMutex::Release() {
 }
 
 uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::string* output,
-                    const std::function<void(uint32_t, uint32_t)>* onStarted) {
+                    const std::function<void(uint32_t, uint32_t)>* onStarted, uint32_t* waitStatus) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION info = {};
@@ -107,9 +107,10 @@ uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::st
     while (ReadFile(readEnd, buffer, sizeof buffer, &read, nullptr) && read > 0) output->append(buffer, read);
     CloseHandle(readEnd);
   }
-  WaitForSingleObject(info.hProcess, INFINITE);
+  const DWORD waited = WaitForSingleObject(info.hProcess, INFINITE);
   DWORD code = 0;
-  GetExitCodeProcess(info.hProcess, &code);
+  if (!GetExitCodeProcess(info.hProcess, &code)) code = GetLastError();
+  if (waitStatus) *waitStatus = waited;
   CloseHandle(info.hThread);
   CloseHandle(info.hProcess);
   exitCode = code;
@@ -123,16 +124,6 @@ uint32_t CurrentSessionId(uint32_t& session) {
   if (!ProcessIdToSessionId(GetCurrentProcessId(), &id)) return GetLastError();
   session = id;
   return 0;
-}
-
-std::wstring ExpandEnvironment(const std::wstring& text) {
-  const DWORD needed = ExpandEnvironmentStringsW(text.c_str(), nullptr, 0);
-  if (needed == 0) return text;
-  std::wstring buffer(needed, L'\0');
-  const DWORD written = ExpandEnvironmentStringsW(text.c_str(), buffer.data(), needed);
-  if (written == 0 || written > needed) return text;
-  buffer.resize(written - 1);
-  return buffer;
 }
 
 std::wstring SystemErrorText(uint32_t code) {

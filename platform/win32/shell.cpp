@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "platform/common/shell_link_format.h"
+#include "platform/files.h"
 #include "platform/win32/win32.h"
 
 namespace platform::shell {
@@ -9,10 +11,24 @@ namespace {
 
 std::wstring Terminated(const std::vector<wchar_t>& buffer) { return std::wstring(buffer.data()); }
 
+// Windows keeps MAX_PATH of a link's paths; Wine keeps them whole.
+std::wstring KeptPath(std::wstring text) {
+  if (text.size() > lnk::kKeepPath) text.resize(lnk::kKeepPath);
+  return text;
+}
+
 }  // namespace
 
 struct ShellLink::Impl {
   IShellLinkW* link = nullptr;
+  // The same file through the project's reader, when it reads it: what the
+  // system's object does not tell (which texts it cut) or, under Wine, does
+  // not resolve (known-folder roots, cut names, the environment block).
+  lnk::LinkData parsed;
+  // Texts over Windows' limits: Wine's loader overruns its MAX_PATH buffers
+  // on them, so such a link is read by the project's reader alone, which
+  // keeps what Windows keeps.
+  bool ownReader = false;
   ~Impl() {
     if (link) link->Release();
   }
@@ -43,7 +59,11 @@ int32_t ShellLink::Load(const std::wstring& path) {
   if (FAILED(impl_->link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file))) || !file) {
     return kFail;
   }
-  const HRESULT hr = file->Load(path.c_str(), STGM_READ);
+  impl_->parsed = lnk::LinkData();
+  std::string bytes;
+  impl_->ownReader = ReadWholeFile(path, bytes) == 0 && lnk::ParseLink(bytes, impl_->parsed) == 0 &&
+                     !impl_->parsed.cutParts.empty();
+  const HRESULT hr = impl_->ownReader ? S_OK : file->Load(path.c_str(), STGM_READ);
   file->Release();
   return hr;
 }
@@ -62,13 +82,24 @@ int32_t ShellLink::Save(const std::wstring& path) {
 int32_t ShellLink::GetPath(std::wstring& path) {
   if (!impl_->link) return kNullObject;
   std::vector<wchar_t> buffer(kTextUnits, L'\0');
-  const HRESULT hr = impl_->link->GetPath(buffer.data(), static_cast<int>(buffer.size()), nullptr, 0);
-  path = Terminated(buffer);
+  HRESULT hr = S_FALSE;
+  if (!impl_->ownReader) {
+    hr = impl_->link->GetPath(buffer.data(), static_cast<int>(buffer.size()), nullptr, 0);
+    path = Terminated(buffer);
+  }
+  if (SUCCEEDED(hr) && path.empty()) {
+    path = KeptPath(lnk::TargetPath(impl_->parsed));
+    hr = path.empty() ? S_FALSE : S_OK;
+  }
   return hr;
 }
 
 int32_t ShellLink::GetArguments(std::wstring& arguments) {
   if (!impl_->link) return kNullObject;
+  if (impl_->ownReader) {
+    arguments = impl_->parsed.arguments.substr(0, kTextUnits - 1);
+    return S_OK;
+  }
   std::vector<wchar_t> buffer(kTextUnits, L'\0');
   const HRESULT hr = impl_->link->GetArguments(buffer.data(), static_cast<int>(buffer.size()));
   arguments = Terminated(buffer);
@@ -77,6 +108,10 @@ int32_t ShellLink::GetArguments(std::wstring& arguments) {
 
 int32_t ShellLink::GetDescription(std::wstring& description) {
   if (!impl_->link) return kNullObject;
+  if (impl_->ownReader) {
+    description = impl_->parsed.name;
+    return S_OK;
+  }
   std::vector<wchar_t> buffer(kTextUnits, L'\0');
   const HRESULT hr = impl_->link->GetDescription(buffer.data(), static_cast<int>(buffer.size()));
   description = Terminated(buffer);
@@ -85,24 +120,43 @@ int32_t ShellLink::GetDescription(std::wstring& description) {
 
 int32_t ShellLink::GetWorkingDirectory(std::wstring& folder) {
   if (!impl_->link) return kNullObject;
+  if (impl_->ownReader) {
+    folder = impl_->parsed.workingDirectory;
+    return S_OK;
+  }
   std::vector<wchar_t> buffer(kTextUnits, L'\0');
   const HRESULT hr = impl_->link->GetWorkingDirectory(buffer.data(), static_cast<int>(buffer.size()));
-  folder = Terminated(buffer);
+  folder = KeptPath(Terminated(buffer));
   return hr;
 }
 
 int32_t ShellLink::GetIconLocation(std::wstring& path, int32_t& index) {
   if (!impl_->link) return kNullObject;
+  if (impl_->ownReader) {
+    path = KeptPath(lnk::IconPath(impl_->parsed));
+    index = impl_->parsed.iconIndex;
+    return S_OK;
+  }
   std::vector<wchar_t> buffer(kTextUnits, L'\0');
   int icon = 0;
   const HRESULT hr = impl_->link->GetIconLocation(buffer.data(), static_cast<int>(buffer.size()), &icon);
-  path = Terminated(buffer);
+  path = KeptPath(Terminated(buffer));
   index = icon;
   return hr;
 }
 
+std::vector<ShellLink::CutText> ShellLink::CutTexts() const {
+  std::vector<CutText> cut;
+  for (const auto& part : impl_->parsed.cutParts) cut.push_back({part.name, part.length, part.kept});
+  return cut;
+}
+
 int32_t ShellLink::GetHotkey(uint16_t& hotkey) {
   if (!impl_->link) return kNullObject;
+  if (impl_->ownReader) {
+    hotkey = impl_->parsed.hotkey;
+    return S_OK;
+  }
   WORD value = 0;
   const HRESULT hr = impl_->link->GetHotkey(&value);
   hotkey = value;

@@ -92,7 +92,7 @@ class DiskIdentityTest : public testing::Test {
     sources_.randomBytes = [this](void* buffer, size_t size) {
       ++randomCalls_;
       std::memset(buffer, 0x5A, size);
-      return true;
+      return 0u;
     };
     sources_.seconds = [] { return kSeconds; };
   }
@@ -313,7 +313,7 @@ TEST_F(DiskIdentityTest, ShortReadsAndAFailedRandomSourceFailBeforeAnyWrite) {
   EXPECT_FALSE(Stamp(shortHeader, error));
   EXPECT_EQ(shortHeader.writes(), 0);
 
-  sources_.randomBytes = [](void*, size_t) { return false; };
+  sources_.randomBytes = [](void*, size_t) { return 0x8009000Fu; };  // the provider's own error
   MemoryDisk disk(vhd::DynamicImage({}));
   EXPECT_FALSE(Stamp(disk, error));
   EXPECT_EQ(disk.writes(), 0);
@@ -322,7 +322,7 @@ TEST_F(DiskIdentityTest, ShortReadsAndAFailedRandomSourceFailBeforeAnyWrite) {
   EXPECT_EQ(entries[0], L"PrintLog@655: ERROR: preparing vhd disk for identity: VHD footer: read failed (Error: 0x26)\n\n");
   EXPECT_EQ(entries[1], L"PrintLog@655: ERROR: preparing vhd disk for identity: VHD header: read failed (Error: 0x26)\n\n");
   EXPECT_EQ(entries[2],
-            L"PrintLog@655: ERROR: preparing vhd disk for identity: random MBR DiskID gen failed. Error: 0x1f\n\n");
+            L"PrintLog@655: ERROR: preparing vhd disk for identity: random MBR DiskID gen failed. Error: 0x8009000f\n\n");
 }
 
 TEST(DiskIdentityTime, SecondsCountFromTheVhdEpoch) {

@@ -10,6 +10,7 @@
 #include "platform/process.h"
 #include "platform/shell.h"
 #include "platform/text.h"
+#include "support/foreign_links.h"
 #include "support/installer.h"
 #include "support/scratch.h"
 
@@ -102,6 +103,30 @@ TEST_F(ShortcutDetails, ReadsEveryPartWithEnvironmentExpanded) {
   CShellLinkDetails plain;
   EXPECT_EQ(plain.PopulateShellLinkDetails(path), 0);
   EXPECT_EQ(plain.hotkey, 0);
+}
+
+// Links in the shapes other writers leave them read as Windows shows them.
+TEST_F(ShortcutDetails, LinksOfOtherWritersReadAsWindowsShowsThem) {
+  testsupport::ScopedEnv programFiles(L"ProgramFiles", L"C:\\Program Files");
+  std::vector<std::wstring> cut;  // the log's lines for texts Windows cuts
+  for (const auto& link : testsupport::links::ForeignLinks()) {
+    SCOPED_TRACE(link.name);
+    const std::wstring path = dir_ / (platform::FromUtf8(link.name) + L".lnk");
+    testsupport::WriteFile(path, link.bytes);
+    CShellLinkDetails details;
+    EXPECT_EQ(details.PopulateShellLinkDetails(path), 0);
+    EXPECT_EQ(details.targetPath, link.target);
+    EXPECT_EQ(details.description, link.description);
+    EXPECT_EQ(details.iconPath, link.iconPath);
+    for (const std::string& part : link.cut) {
+      const size_t kept = part.rfind(' '), length = part.rfind(' ', kept - 1);
+      cut.push_back(L"PrintLog@655: CShellLinkDetails::PopulateShellLinkDetails: the " +
+                    platform::FromUtf8(part.substr(0, length)) + L" of " + path + L" holds " +
+                    platform::FromUtf8(part.substr(length + 1, kept - length - 1)) + L" characters; the first " +
+                    platform::FromUtf8(part.substr(kept + 1)) + L" are kept.\n\n");
+    }
+  }
+  EXPECT_EQ(Entries(), cut);
 }
 
 TEST_F(ShortcutDetails, UnreadableLinksFailWithTheirStatusAndLine) {

@@ -8,19 +8,6 @@
 
 namespace {
 
-TEST(ExpandedString, ReferencesAreReplacedAndUnknownOnesKept) {
-  testsupport::ScopedEnv agent(L"KESTREL_TEST_AGENT", L"C:\\Agent\\");
-  std::wstring text;
-  ASSERT_TRUE(GetExpandedString(L"%KESTREL_TEST_AGENT%libs\\", text));
-  EXPECT_EQ(text, L"C:\\Agent\\libs\\");
-  ASSERT_TRUE(GetExpandedString(L"%kestrel_test_agent%", text));  // names without regard to case
-  EXPECT_EQ(text, L"C:\\Agent\\");
-  ASSERT_TRUE(GetExpandedString(L"50% of %KESTREL_NOT_SET% and %KESTREL_TEST_AGENT%", text));
-  EXPECT_EQ(text, L"50% of %KESTREL_NOT_SET% and C:\\Agent\\");
-  ASSERT_TRUE(GetExpandedString(L"100%%KESTREL_TEST_AGENT%x%", text));
-  EXPECT_EQ(text, L"100%C:\\Agent\\x%");
-}
-
 TEST(ExpandedString, EmptyTextIsLogged) {
   testsupport::ScratchLog log;
   std::wstring text = L"x";

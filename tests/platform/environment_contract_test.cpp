@@ -18,9 +18,16 @@ TEST(EnvironmentExpansion, ReplacesKnownNamesAndKeepsTheRest) {
       {L"%KESTREL_LINK_UNSET%\\app.exe", L"%KESTREL_LINK_UNSET%\\app.exe"},
       {L"100% sure", L"100% sure"},
       {L"%", L"%"},
+      {L"%%", L"%%"},
       {L"", L""},
       {L"x%KESTREL_LINK_EMPTY%y", L"xy"},
-      {L"%KESTREL_LINK_UNSET%KESTREL_LINK_HOME%", L"%KESTREL_LINK_UNSET%KESTREL_LINK_HOME%"},
+      // Windows keeps the % of an unknown name and goes on from the next
+      // character, so its closing % opens the next reference (Wine's system
+      // call skips both).
+      {L"%KESTREL_LINK_UNSET%KESTREL_LINK_HOME%", L"%KESTREL_LINK_UNSETC:\\Program Files\\Fabrikam"},
+      {L"%%KESTREL_LINK_HOME%%", L"%C:\\Program Files\\Fabrikam%"},
+      {L"50% of %KESTREL_LINK_UNSET% and %KESTREL_LINK_HOME%", L"50% of %KESTREL_LINK_UNSET% and C:\\Program Files\\Fabrikam"},
+      {L"x%KESTREL_LINK_HOME", L"x%KESTREL_LINK_HOME"},  // unterminated
   };
   for (const auto& [text, expected] : cases) {
     EXPECT_EQ(platform::ExpandEnvironment(text), expected) << platform::ToUtf8(text);

@@ -71,16 +71,6 @@ TEST_F(FilesContract, MissingThingsGiveTheWindowsCodes) {
   EXPECT_EQ(file.Open(dir_ / L"nothing", OpenMode::Read), kErrorFileNotFound);
   EXPECT_FALSE(file.IsOpen());
   EXPECT_FALSE(PathExists(dir_ / L"nothing"));
-  std::wstring longPath = L"unchanged";
-  EXPECT_EQ(LongPathName(dir_ / L"nothing", longPath), kErrorFileNotFound);
-  EXPECT_EQ(longPath, L"unchanged");
-}
-
-TEST_F(FilesContract, LongPathOfAnExistingFileNamesTheSameFile) {
-  testsupport::WriteFile(dir_ / L"Long File Name.txt", "x");
-  std::wstring longPath;
-  ASSERT_EQ(LongPathName(dir_ / L"Long File Name.txt", longPath), 0u);
-  EXPECT_EQ(longPath, dir_ / L"Long File Name.txt");
 }
 
 TEST_F(FilesContract, FoldersAndFilesAreNotConfused) {

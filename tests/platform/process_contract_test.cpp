@@ -70,9 +70,10 @@ TEST(ProcessContract, StartFailuresCarryWindowsCodes) {
 TEST(ProcessContract, WaitsForTheProgramAndReadsItsExitCode) {
   testsupport::ScratchFolder folder;
   testsupport::StandInAgent agent(folder / L"agent.exe", 0, 400);
-  uint32_t code = 99;
-  ASSERT_EQ(RunProcess(L"\"" + agent.path() + L"\" first \"two words\"", code), 0u);
+  uint32_t code = 99, wait = 99;
+  ASSERT_EQ(RunProcess(L"\"" + agent.path() + L"\" first \"two words\"", code, nullptr, nullptr, &wait), 0u);
   EXPECT_EQ(code, 0u);
+  EXPECT_EQ(wait, 0u);
   // The program wrote its record just before it ended, after its delay.
   auto calls = agent.Calls();
   ASSERT_EQ(calls.size(), 1u);

@@ -4,7 +4,8 @@
 
 #include "platform/common/regf.h"
 
-#include "platform/common/little_endian.h"#include "platform/common/regfile.h"
+#include "platform/common/little_endian.h"
+#include "platform/common/regfile.h"
 #include "platform/text.h"
 
 namespace regf = platform::regf;

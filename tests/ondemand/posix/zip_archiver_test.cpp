@@ -1,6 +1,7 @@
 // ZipFile running the real 7-Zip through the agent's libs/7z.exe link, and a
 // stand-in that exits with 1.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -39,9 +40,10 @@ class ZipArchiver : public testing::Test {
     unlink(Archiver().c_str());
     ASSERT_EQ(symlink("/usr/bin/7z", Archiver().c_str()), 0);
   }
-  static void StandIn(int exitCode) {
+  static void StandIn(int exitCode) { StandInScript("exit " + std::to_string(exitCode)); }
+  static void StandInScript(const std::string& body) {
     unlink(Archiver().c_str());
-    testsupport::WriteFile(*agent_ / L"libs\\7z.exe", "#!/bin/sh\nexit " + std::to_string(exitCode) + "\n");
+    testsupport::WriteFile(*agent_ / L"libs\\7z.exe", "#!/bin/sh\n" + body + "\n");
     ASSERT_EQ(chmod(Archiver().c_str(), 0755), 0);
   }
   static testsupport::ScratchFolder* agent_;
@@ -92,6 +94,32 @@ TEST_F(ZipArchiver, WarningsExitCodeOneIsAFailure) {
   EXPECT_NE(text.find(L"ZipFile: ExitCode 1. Finished waiting for"), std::wstring::npos) << platform::ToUtf8(text);
   StandIn(0);
   EXPECT_TRUE(ZipFile(input, work_ / L"out.zip"));
+}
+
+// The line shows what the wait really gave: a child killed by a signal was
+// waited for; one reaped behind the launcher's back (SIGCHLD ignored) was
+// not, and the last error stands in for its exit code.
+TEST_F(ZipArchiver, TheFinishedLineShowsTheWaitsResult) {
+  StandInScript("kill -9 $$");
+  const std::wstring input = work_ / L"in.json";
+  testsupport::WriteFile(input, "{}");
+  const std::wstring line = Get7ZipExePath() + L" a \"" + work_ / L"out.zip" + L"\" \"" + input + L"\"";
+  const auto finished = [&](const wchar_t* code, const wchar_t* wait) {
+    return L"PrintLog@655: ZipFile: ExitCode " + std::wstring(code) + L". Finished waiting for \"" + line +
+           L"\" (WaitStatus " + wait + L")\n\n";
+  };
+  for (const bool reaped : {false, true}) {
+    testsupport::ScratchLog log;
+    struct sigaction ignore = {}, saved = {};
+    ignore.sa_handler = SIG_IGN;
+    if (reaped) ASSERT_EQ(sigaction(SIGCHLD, &ignore, &saved), 0);
+    EXPECT_FALSE(ZipFile(input, work_ / L"out.zip"));
+    if (reaped) sigaction(SIGCHLD, &saved, nullptr);
+    const std::wstring text = log.Text();
+    const std::wstring expected = reaped ? finished(L"6", L"-1") : finished(L"137", L"0");
+    ASSERT_GE(text.size(), expected.size());
+    EXPECT_EQ(text.substr(text.size() - expected.size()), expected);
+  }
 }
 
 TEST_F(ZipArchiver, MissingArchiverFailsToStart) {

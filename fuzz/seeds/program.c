@@ -1,0 +1,2 @@
+/* The smallest program that carries program.rc's resources. */
+void start(void) {}
