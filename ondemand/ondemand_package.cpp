@@ -5,6 +5,7 @@
 #include "inventory/package_hive.h"
 #include "ondemand/containment.h"
 #include "ondemand/file_properties.h"
+#include "ondemand/file_type_rules.h"
 #include "ondemand/hashes.h"
 #include "ondemand/icon_encoding.h"
 #include "ondemand/win32_shortcut.h"
@@ -105,10 +106,12 @@ bool COnDemandMVPackage::GetMetadataForPackage(MetadataObject* onDemand, Metadat
 
   if (captureFta) {
     if (LoadPackageHive()) {
+      iconsOut_ = icons;
       ProcessPackageEnvironmentVariables();
       ProcessAppPaths();
       ProcessClassSubKeys();
       ProcessApplications();
+      iconsOut_ = nullptr;
     } else {
       PrintLog(L"ERROR: Failed to load package hive.\n");
       PrintLog(L"ERROR: Failed to populate registry metadata.\n");
@@ -295,6 +298,8 @@ bool COnDemandMVPackage::SwapProgramFiles(std::wstring& path, const wchar_t* fun
 
 bool COnDemandMVPackage::SanitizePath(std::wstring& path) {
   if (platform::PathExists(path)) return true;
+  // A reference left unexpanded names no file of the package.
+  if (HoldsEnvironmentReference(path)) return false;
   for (size_t space = path.find(L' '); space != std::wstring::npos; space = path.find(L' ', space + 1)) {
     const std::wstring prefix = path.substr(0, space);
     if (ExistsAsFile(prefix)) {

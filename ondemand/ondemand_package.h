@@ -5,12 +5,14 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "driver/run_state.h"
 #include "metadata/metadata_value.h"
 #include "ondemand/icon_numbers.h"
+#include "platform/registry.h"
 
 class CShellLinkDetails;
 
@@ -87,6 +89,34 @@ class COnDemandMVPackage {
   bool ProcessClassSubKeys();
   bool ProcessApplications();
 
+  using Key = platform::registry::Key;
+  // path: the key's place in the hive ("\machine\software\classes\.txt"),
+  // as the log lines show it.
+  void ProcessExtension(const Key& key, const std::wstring& name, const std::wstring& path);
+  void ProcessShellNew(const Key& key, const std::wstring& name, const std::wstring& path);
+  // The members of a shellnew key's values, in the table's order.
+  void ProcessShellNewValues(const Key& shellNew, MetadataObject& object);
+  // The ProgID object of key, with its verbs.
+  std::unique_ptr<MetadataObject> ProcessProgId(const Key& key, const std::wstring& name, const std::wstring& path);
+  // The number of the program the verb's command starts, registered on first
+  // sight; false (logged) when it names no file of the package.
+  bool TargetApplicationOf(const std::wstring& command, const std::wstring& verbPath, uint32_t& number);
+  // The program file a command line names, inside the package root.
+  bool CommandTarget(const std::wstring& command, const std::wstring& verbPath, std::wstring& file);
+  // "@file,-id" replaced by the file's string resource; other texts as they
+  // are. False (logged) when the resource cannot be read.
+  bool ResolveIndirectString(const std::wstring& text, std::wstring& resolved);
+  // The icon number of an icon location ("file,index"), as text; empty when
+  // no icon results.
+  std::wstring ResolveIcon(const std::wstring& location);
+  // A file of the captured machine ("C:\...") as a file below the package
+  // root; false, logged under function with what, when it lies elsewhere.
+  bool MapIntoPackage(const std::wstring& path, const wchar_t* function, const wchar_t* what, std::wstring& mapped);
+  // The template a ShellNew "filename" names, zipped in the working folder:
+  // its file name and the zip's bytes as base64.
+  bool ShellNewTemplate(const std::wstring& value, std::wstring& fileName, std::wstring& fileData);
+  std::wstring HivePath(const std::wstring& relative) const;
+
   // Swaps "Program Files (x86)" and "Program Files" once; false when the
   // path holds neither past the volume root.
   bool SwapProgramFiles(std::wstring& path, const wchar_t* function) const;
@@ -112,6 +142,15 @@ class COnDemandMVPackage {
 
   IconNumbers icons_;
   std::map<std::wstring, TargetApplication> targetApplications_;
+
+  // The package's own environment (Session Manager), names lower-cased, and
+  // the folders of its "path" value: where a bare program name is looked for.
+  std::map<std::wstring, std::wstring> packageEnvironment_;
+  std::vector<std::wstring> packagePath_;
+  std::map<std::wstring, uint32_t> commandTargets_;  // a command's program text to its target number
+  std::set<std::wstring> failedIcons_;                // icon keys that gave no icon
+  MetadataObject* iconsOut_ = nullptr;  // the icons object while the passes run
+  uint32_t shellNewCount_ = 0;          // names the ShellNew working folders
 
   bool hiveMounted_ = false;
   std::wstring mountKeyName_;

@@ -78,49 +78,182 @@ uint32_t BaseBlockChecksum(const std::string& baseBlock) {
   return sum;
 }
 
-std::string EmptyHive(const std::string& rootName) {
-  std::string file(kBaseBlockSize + kBinSize, '\0');
+namespace {
 
-  // The bin: header, root key, security cell, and the rest one free cell.
-  const size_t bin = kBaseBlockSize;
-  file.replace(bin, 4, "hbin");
-  le::Set32(file, bin + 4, 0);  // this bin's offset in the hive data
-  le::Set32(file, bin + 8, static_cast<uint32_t>(kBinSize));
+constexpr size_t kIndexEntries = 512;  // per subkey list below an index root
 
-  const size_t nkOffset = kBinHeaderSize;  // offsets count from the first bin
-  const size_t nkSize = Align8(4 + 0x4C + rootName.size());
-  const size_t skOffset = nkOffset + nkSize;
+// The hive's cells, packed in the order they are made into bins of 4 KiB
+// (a larger cell gets a bin of its own size); offsets count from the first bin.
+class CellWriter {
+ public:
+  uint32_t Alloc(size_t size) {
+    size = Align8(size);
+    if (end_ - cursor_ < size) NewBin(size);
+    const size_t at = cursor_;
+    le::Set32(data_, at, static_cast<uint32_t>(-static_cast<int32_t>(size)));  // in use: negative
+    cursor_ += size;
+    return static_cast<uint32_t>(at);
+  }
+  void Put16(uint32_t cell, size_t at, uint16_t v) { le::Set16(data_, cell + 4 + at, v); }
+  void Put32(uint32_t cell, size_t at, uint32_t v) { le::Set32(data_, cell + 4 + at, v); }
+  void PutBytes(uint32_t cell, size_t at, const std::string& bytes) { data_.replace(cell + 4 + at, bytes.size(), bytes); }
+  std::string Finish() {
+    CloseBin();
+    return std::move(data_);
+  }
+
+ private:
+  void CloseBin() {
+    if (end_ > cursor_) le::Set32(data_, cursor_, static_cast<uint32_t>(end_ - cursor_));  // free
+  }
+  void NewBin(size_t cell) {
+    CloseBin();
+    const size_t size = std::max(kBinSize, (cell + kBinHeaderSize + kBinSize - 1) / kBinSize * kBinSize);
+    const size_t bin = data_.size();
+    data_.resize(bin + size, '\0');
+    data_.replace(bin, 4, "hbin");
+    le::Set32(data_, bin + 4, static_cast<uint32_t>(bin));
+    le::Set32(data_, bin + 8, static_cast<uint32_t>(size));
+    cursor_ = bin + kBinHeaderSize;
+    end_ = bin + size;
+  }
+  std::string data_;
+  size_t cursor_ = 0, end_ = 0;
+};
+
+// A name as the hive stores it: Latin-1 bytes (compressed) when it can be,
+// UTF-16LE otherwise.
+std::string StoredName(const std::wstring& name, bool& compressed) {
+  compressed = std::all_of(name.begin(), name.end(), [](wchar_t c) { return c > 0 && c <= 0xFF; });
+  if (!compressed) return ToUtf16Le(name);
+  std::string bytes;
+  for (wchar_t c : name) bytes += static_cast<char>(c);
+  return bytes;
+}
+
+struct HiveBuilder {
+  CellWriter cells;
+  uint32_t security = 0;
+  uint32_t keys = 0;
+
+  // nk: the key's cell when made already, else 0.
+  uint32_t Key(const TreeKey& key, const std::string& name, bool compressed, uint32_t parent, uint16_t flags,
+               uint32_t nk = 0) {
+    if (!nk) nk = cells.Alloc(4 + 0x4C + name.size());
+    ++keys;
+    cells.PutBytes(nk, 0, "nk");
+    cells.Put16(nk, 0x02, static_cast<uint16_t>(flags | (compressed ? 0x20 : 0)));
+    cells.Put32(nk, 0x10, parent);
+    cells.Put32(nk, 0x14, static_cast<uint32_t>(key.children.size()));
+    cells.Put32(nk, 0x1C, kNone);
+    cells.Put32(nk, 0x20, kNone);
+    cells.Put32(nk, 0x24, static_cast<uint32_t>(key.values.size()));
+    cells.Put32(nk, 0x28, kNone);
+    cells.Put32(nk, 0x2C, security);
+    cells.Put32(nk, 0x30, kNone);
+    cells.Put16(nk, 0x48, static_cast<uint16_t>(name.size()));
+    cells.PutBytes(nk, 0x4C, name);
+    if (!key.values.empty()) Values(key, nk);
+    if (!key.children.empty()) Children(key, nk);
+    return nk;
+  }
+
+  void Values(const TreeKey& key, uint32_t nk) {
+    std::vector<uint32_t> vks;
+    uint32_t longestName = 0, longestData = 0;
+    for (const auto& value : key.values) {
+      bool compressed = false;
+      const std::string name = StoredName(value.name, compressed);
+      const uint32_t vk = cells.Alloc(4 + 0x14 + name.size());
+      cells.PutBytes(vk, 0, "vk");
+      cells.Put16(vk, 0x02, static_cast<uint16_t>(name.size()));
+      const uint32_t size = static_cast<uint32_t>(value.data.size());
+      if (size <= 4) {
+        // Small data lives in the offset field itself.
+        cells.Put32(vk, 0x04, size | 0x80000000u);
+        cells.PutBytes(vk, 0x08, value.data);
+      } else {
+        cells.Put32(vk, 0x04, size);
+        const uint32_t data = cells.Alloc(4 + value.data.size());
+        cells.PutBytes(data, 0, value.data);
+        cells.Put32(vk, 0x08, data);
+      }
+      cells.Put32(vk, 0x0C, value.type);
+      cells.Put16(vk, 0x10, compressed ? 1 : 0);
+      cells.PutBytes(vk, 0x14, name);
+      vks.push_back(vk);
+      longestName = std::max(longestName, static_cast<uint32_t>(value.name.size() * 2));
+      longestData = std::max(longestData, size);
+    }
+    const uint32_t list = cells.Alloc(4 + 4 * vks.size());
+    for (size_t i = 0; i < vks.size(); ++i) cells.Put32(list, 4 * i, vks[i]);
+    cells.Put32(nk, 0x28, list);
+    cells.Put32(nk, 0x3C, longestName);
+    cells.Put32(nk, 0x40, longestData);
+  }
+
+  void Children(const TreeKey& key, uint32_t nk) {
+    struct Entry {
+      uint32_t nk;
+      std::string hint;
+    };
+    std::vector<Entry> entries;
+    uint32_t longestName = 0;
+    for (const auto& child : key.children) {
+      bool compressed = false;
+      const std::string name = StoredName(child.name, compressed);
+      std::string hint(4, '\0');
+      for (size_t i = 0; i < 4 && i < child.name.size(); ++i) hint[i] = static_cast<char>(child.name[i]);
+      entries.push_back({Key(child, name, compressed, nk, 0), hint});
+      longestName = std::max(longestName, static_cast<uint32_t>(child.name.size() * 2));
+    }
+    // Subkey lists ("lf") of at most kIndexEntries, under an index root
+    // ("ri") when one does not hold them all.
+    std::vector<uint32_t> lists;
+    for (size_t first = 0; first < entries.size(); first += kIndexEntries) {
+      const size_t count = std::min(kIndexEntries, entries.size() - first);
+      const uint32_t lf = cells.Alloc(4 + 4 + 8 * count);
+      cells.PutBytes(lf, 0, "lf");
+      cells.Put16(lf, 2, static_cast<uint16_t>(count));
+      for (size_t i = 0; i < count; ++i) {
+        cells.Put32(lf, 4 + 8 * i, entries[first + i].nk);
+        cells.PutBytes(lf, 8 + 8 * i, entries[first + i].hint);
+      }
+      lists.push_back(lf);
+    }
+    uint32_t index = lists[0];
+    if (lists.size() > 1) {
+      index = cells.Alloc(4 + 4 + 4 * lists.size());
+      cells.PutBytes(index, 0, "ri");
+      cells.Put16(index, 2, static_cast<uint16_t>(lists.size()));
+      for (size_t i = 0; i < lists.size(); ++i) cells.Put32(index, 4 + 4 * i, lists[i]);
+    }
+    cells.Put32(nk, 0x1C, index);
+    cells.Put32(nk, 0x34, longestName);
+  }
+};
+
+}  // namespace
+
+std::string BuildHive(const TreeKey& root, const std::string& rootName) {
+  HiveBuilder builder;
+  // The root key comes first, its security cell right after: every key
+  // shares that one descriptor.
+  const uint32_t nk = builder.cells.Alloc(4 + 0x4C + rootName.size());
   const std::string sd = SecurityDescriptor();
-  const size_t skSize = Align8(4 + 0x14 + sd.size());
-  const size_t freeOffset = skOffset + skSize;
+  builder.security = builder.cells.Alloc(4 + 0x14 + sd.size());
+  builder.Key(root, rootName, false, kNone, 0x2C, nk);  // KEY_HIVE_ENTRY | KEY_NO_DELETE | KEY_COMP_NAME
 
-  size_t nk = bin + nkOffset;
-  le::Set32(file, nk, static_cast<uint32_t>(-static_cast<int32_t>(nkSize)));  // in use: negative
-  nk += 4;
-  file.replace(nk, 2, "nk");
-  le::Set16(file, nk + 0x02, 0x2C);  // KEY_HIVE_ENTRY | KEY_NO_DELETE | KEY_COMP_NAME
-  le::Set32(file, nk + 0x10, kNone);  // no parent
-  le::Set32(file, nk + 0x1C, kNone);  // no subkey list
-  le::Set32(file, nk + 0x20, kNone);  // no volatile subkey list
-  le::Set32(file, nk + 0x28, kNone);  // no value list
-  le::Set32(file, nk + 0x2C, static_cast<uint32_t>(skOffset));
-  le::Set32(file, nk + 0x30, kNone);  // no class name
-  le::Set16(file, nk + 0x48, static_cast<uint16_t>(rootName.size()));
-  file.replace(nk + 0x4C, rootName.size(), rootName);
+  const uint32_t sk = builder.security;
+  builder.cells.PutBytes(sk, 0, "sk");
+  builder.cells.Put32(sk, 0x04, sk);  // the list of one: itself
+  builder.cells.Put32(sk, 0x08, sk);
+  builder.cells.Put32(sk, 0x0C, builder.keys);
+  builder.cells.Put32(sk, 0x10, static_cast<uint32_t>(sd.size()));
+  builder.cells.PutBytes(sk, 0x14, sd);
+  const std::string bins = builder.cells.Finish();
 
-  size_t sk = bin + skOffset;
-  le::Set32(file, sk, static_cast<uint32_t>(-static_cast<int32_t>(skSize)));
-  sk += 4;
-  file.replace(sk, 2, "sk");
-  le::Set32(file, sk + 0x04, static_cast<uint32_t>(skOffset));  // the list of one: itself
-  le::Set32(file, sk + 0x08, static_cast<uint32_t>(skOffset));
-  le::Set32(file, sk + 0x0C, 1);                               // the root refers to it
-  le::Set32(file, sk + 0x10, static_cast<uint32_t>(sd.size()));
-  file.replace(sk + 0x14, sd.size(), sd);
-
-  le::Set32(file, bin + freeOffset, static_cast<uint32_t>(kBinSize - freeOffset));
-
-  // The base block.
+  std::string file(kBaseBlockSize, '\0');
   file.replace(0, 4, "regf");
   le::Set32(file, 0x04, 1);  // primary sequence number
   le::Set32(file, 0x08, 1);  // secondary: equal, so the hive is consistent
@@ -128,12 +261,14 @@ std::string EmptyHive(const std::string& rootName) {
   le::Set32(file, 0x18, 3);  // minor version
   le::Set32(file, 0x1C, 0);  // primary file
   le::Set32(file, 0x20, 1);  // direct memory load
-  le::Set32(file, 0x24, static_cast<uint32_t>(nkOffset));
-  le::Set32(file, 0x28, static_cast<uint32_t>(kBinSize));
+  le::Set32(file, 0x24, nk);
+  le::Set32(file, 0x28, static_cast<uint32_t>(bins.size()));
   le::Set32(file, 0x2C, 1);  // clustering factor
-  le::Set32(file, 0x1FC, BaseBlockChecksum(file.substr(0, kBaseBlockSize)));
-  return file;
+  le::Set32(file, 0x1FC, BaseBlockChecksum(file));
+  return file + bins;
 }
+
+std::string EmptyHive(const std::string& rootName) { return BuildHive(TreeKey{}, rootName); }
 
 namespace {
 

@@ -1,6 +1,5 @@
-// Registry hive files (the "regf" format): the smallest valid empty hive, and
-// the key tree a hive is built from. Pure logic on bytes; the Linux backend
-// fills an empty hive with hivex.
+// Registry hive files (the "regf" format): the key tree a hive is built
+// from, and the hive file written from it. Pure logic on bytes.
 #pragma once
 
 #include <cstdint>
@@ -28,6 +27,12 @@ struct TreeKey {
   std::vector<registry::ValueEntry> values;  // in the order they were set
   std::vector<TreeKey> children;
 };
+
+// The hive of root and everything below it, its root key named rootName
+// (ASCII): cells packed into shared bins of 4 KiB as Windows packs them,
+// every key sharing the root's security cell, subkey lists of at most 512
+// entries under an index root.
+std::string BuildHive(const TreeKey& root, const std::string& rootName);
 
 // Carries .reg operations out on a tree whose root is the hive's root key:
 // key paths are relative to it ([MACHINE\SOFTWARE] is the root's MACHINE key,

@@ -1,4 +1,4 @@
-// Internal to the POSIX backend: writing a hive file with hivex, for
+// Internal to the POSIX backend: writing a hive file, for
 // kestrel-reg mkhive and the tests' fixtures.
 #pragma once
 

@@ -131,6 +131,25 @@ TEST_F(MakeHive, AnIndependentReaderGivesBackTheSameKeysAndValues) {
   ExpectSameTree(Tree(kReg, L""), Tree(exported.text, L"HKEY_LOCAL_MACHINE\\X\\"), L"");
 }
 
+// What packing has to get right: subkey lists split under an index root,
+// a value larger than a bin, many values and many bins; hivexml reads it too.
+TEST_F(MakeHive, IndexedSubkeysAndLargeCellsReadBackUnchanged) {
+  std::string text = "Windows Registry Editor Version 5.00\r\n";
+  for (int i = 0; i < 1300; ++i)
+    text += "[MACHINE\\SOFTWARE\\Classes\\.x" + std::to_string(i) + "]\r\n@=\"X.Doc" + std::to_string(i) + "\"\r\n";
+  text += "[MACHINE\\SOFTWARE\\Big]\r\n\"Blob\"=hex:";
+  for (int i = 0; i < 20000; ++i) text += (i ? ",": "") + std::string(i % 2 ? "5a" : "a5");
+  text += "\r\n";
+  for (int i = 0; i < 600; ++i) text += "\"v" + std::to_string(i) + "\"=dword:" + std::to_string(10000000 + i) + "\r\n";
+  testsupport::WriteFile(reg_, text);
+  auto run = Reg({L"mkhive", reg_, hive_});
+  ASSERT_EQ(0u, run.exitCode) << run.output;
+  const Hivexregedit exported = Export(hive_, folder + L"/export.reg");
+  ASSERT_EQ(0, exported.code) << "hivexregedit refused the hive";
+  ExpectSameTree(Tree(text, L""), Tree(exported.text, L"HKEY_LOCAL_MACHINE\\X\\"), L"");
+  EXPECT_EQ(0u, testsupport::Run(L"/bin/sh", {L"-c", L"hivexml '" + hive_ + L"' > /dev/null"}).exitCode);
+}
+
 TEST_F(MakeHive, UnicodeTextAndAReplacedHive) {
   // UTF-16LE with a BOM, as regedit writes it; an older hive is replaced.
   testsupport::WriteFile(hive_, "old");

@@ -8,8 +8,11 @@
 #include <regex>
 
 #include "ondemand/zip.h"
+#include "platform/crypto.h"
+#include "platform/files.h"
 #include "platform/process.h"
 #include "platform/text.h"
+#include "support/file_type_package.h"
 #include "support/programs.h"
 #include "support/scratch.h"
 
@@ -133,6 +136,51 @@ TEST_F(ZipArchiver, MissingArchiverFailsToStart) {
   const std::wstring text = log.Text();
   ASSERT_GE(text.size(), expected.size());
   EXPECT_EQ(text.substr(text.size() - expected.size()), expected);
+}
+
+// A ShellNew template: taken from the package, zipped in the working folder,
+// carried as base64 under its own name; the folder goes with the collector.
+TEST_F(ZipArchiver, ShellNewTemplatesTravelZippedUnderTheirNames) {
+  LinkSystemArchiver();
+  testsupport::ScratchLog log;
+  testsupport::FileTypePackage package;
+  const auto& v = package.volume();
+  v.Put(L"Windows\\ShellNew\\fabrikam.fab", "system template");
+  v.Put(L"Program Files\\Fabrikam\\blank.fab", "own template");
+  const std::string classes = "[MACHINE\\SOFTWARE\\Classes\\";
+  package.WriteHive(classes + ".fa1\\ShellNew]\n\"FileName\"=\"fabrikam.fab\"\n" + classes +
+                    ".fa2\\ShellNew]\n\"FileName\"=\"C:\\\\Program Files\\\\Fabrikam\\\\blank.fab\"\n" + classes +
+                    ".fa3\\ShellNew]\n\"FileName\"=\"C:\\\\..\\\\outside.fab\"\n" + classes +
+                    ".fa4\\ShellNew]\n\"FileName\"=\"missing.fab\"\n");
+  const std::string json = package.Collect();
+  EXPECT_FALSE(platform::PathExists(v.path() + L"\\packagedata\\shellnew"));
+
+  const struct {
+    const char* name;
+    const char* content;
+  } templates[] = {{"fabrikam.fab", "system template"}, {"blank.fab", "own template"}};
+  size_t at = 0;
+  for (const auto& t : templates) {
+    SCOPED_TRACE(t.name);
+    const std::string name = "\"file_name\" : \"" + std::string(t.name) + "\", \r\n";
+    at = json.find(name, at);
+    ASSERT_NE(at, std::string::npos) << json;
+    const size_t data = json.find("\"file_data\" : \"", at) + 15;
+    std::string zip;
+    ASSERT_TRUE(platform::crypto::Base64Decode(platform::FromUtf8(json.substr(data, json.find('"', data) - data)), zip));
+    const std::wstring archive = work_ / L"template.zip";
+    testsupport::WriteFile(archive, zip);
+    const auto listed = testsupport::Run(L"7z", {L"l", L"-slt", platform::FromUtf8(Native(archive))});
+    EXPECT_NE(listed.output.find("Path = " + std::string(t.name) + "\n"), std::string::npos) << listed.output;
+    const auto extracted = testsupport::Run(L"7z", {L"e", L"-so", platform::FromUtf8(Native(archive))});
+    EXPECT_EQ(extracted.output, t.content);
+  }
+  EXPECT_EQ(json.find("\"file_name\"", at + 1), std::string::npos) << "no template outside the package";
+  EXPECT_NE(log.Text().find(L"ShellNew template path " + v.Root() + L"\\..\\outside.fab climbs out of"),
+            std::wstring::npos);
+  EXPECT_NE(log.Text().find(L"ShellNew template " + v.Root() + L"\\Windows\\ShellNew\\missing.fab is not in the "
+                            L"package."),
+            std::wstring::npos);
 }
 
 }  // namespace

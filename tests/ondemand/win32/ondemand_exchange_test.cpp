@@ -1,9 +1,10 @@
-// With KESTREL_ONDEMAND_EXCHANGE set, the Linux suite runs this test: it left
-// its collector's JSON for the sample package in <folder>\linux.json, and the
-// same package built here must give the same bytes.
+// With KESTREL_ONDEMAND_EXCHANGE set, the Linux suite runs these tests: it
+// left its collector's JSON for the sample packages in <folder>, and the same
+// packages built here must give the same bytes.
 #include <gtest/gtest.h>
 
 #include "platform/process.h"
+#include "support/file_type_package.h"
 #include "support/ondemand_package.h"
 #include "support/scratch.h"
 
@@ -15,6 +16,14 @@ TEST(OnDemandExchange, SameJsonAsTheLinuxCollector) {
   testsupport::OnDemandVolume volume;
   testsupport::BuildSamplePackage(volume);
   EXPECT_EQ(testsupport::CollectedJson(volume), testsupport::ReadFile(folder + L"\\linux.json"));
+}
+
+TEST(OnDemandExchange, SameFileTypeJsonAsTheLinuxCollector) {
+  std::wstring folder;
+  if (!platform::GetEnv(L"KESTREL_ONDEMAND_EXCHANGE", folder)) GTEST_SKIP() << "run by the Linux suite";
+  testsupport::FileTypePackage package;
+  testsupport::BuildFileTypeSample(package);
+  EXPECT_EQ(package.Collect(), testsupport::ReadFile(folder + L"\\filetypes.json"));
 }
 
 }  // namespace

@@ -133,7 +133,7 @@ TEST_F(LinuxHive, DamagedFilesAreRefusedOrReadWithoutACrash) {
   const std::wstring good = folder_ / L"good.dat";
   testsupport::WriteHiveFixture(good, name_, kHiveText);
   const std::string bytes = testsupport::ReadFile(good);
-  ASSERT_GT(bytes.size(), 8192u);
+  ASSERT_GE(bytes.size(), 8192u);  // the base block and a bin
   const std::wstring file = folder_ / L"damaged.dat";
 
   // Cut short: the bins no longer reach the size the base block promises.

@@ -1,0 +1,33 @@
+// A captured package whose registry hive the collector's file-type passes
+// read: its files below THROOT and its hive, built from .reg text.
+#pragma once
+
+#include <string>
+
+#include "support/ondemand_package.h"
+
+namespace testsupport {
+
+class FileTypePackage {
+ public:
+  FileTypePackage();
+  ~FileTypePackage();
+  OnDemandVolume& volume() { return volume_; }
+  // The hive from .reg key blocks ("[MACHINE\\SOFTWARE\\Classes\\.txt]...").
+  void WriteHive(const std::string& keys);
+  // The collector's on-demand object; icons gets the icons object's text.
+  std::string Collect(std::string* icons = nullptr);
+
+ private:
+  OnDemandVolume volume_;
+  // Wine names only drives as volumes: there the drive is the volume root
+  // and the rest of the scratch path belongs to the package's folder name.
+  std::wstring root_, appDir_, mountKey_;
+};
+
+// Program files with version texts, string tables and icons, and a hive
+// that registers them: extensions, ProgIDs with verbs, App Paths, protocols,
+// context menus, applications and ShellNew entries without templates.
+void BuildFileTypeSample(FileTypePackage& package);
+
+}  // namespace testsupport
