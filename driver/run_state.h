@@ -30,6 +30,16 @@ struct CaptureRun {
   std::wstring notes;        // the packager's notes (lines end in CR LF)
   std::wstring diskUniqueId;      // the disk identity texts of phase two
   std::wstring diskCreationTime;
+
+  // What metadata.json says beside the resume record's name, description,
+  // author, version, product GUID and disk paths (diskFilePath is the
+  // package disk, diskSecondPath the disk it was made from).
+  bool notesGiven = false;   // the description is the notes: no second text
+  std::wstring packageType;  // "type"
+  std::wstring packageRoot;  // "packageroot"
+  std::wstring agentFolder;  // the agent's install folder, where its plugins are
+  // An update's identity chain: the packages this one derives from, oldest first.
+  std::vector<std::wstring> derivation;
   // What an MSIX capture offers on demand, filled by the workflow.
   std::vector<MsixApplication> msixApps;
   std::vector<MsixTargetApplication> msixTargetApps;

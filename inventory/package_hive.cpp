@@ -1,5 +1,7 @@
 #include "inventory/package_hive.h"
 
+#include <algorithm>
+
 #include "foundation/log.h"
 #include "ondemand/icon_encoding.h"
 #include "platform/crypto.h"
@@ -251,10 +253,23 @@ bool GetAppIconFromHive(const std::wstring& volumeRoot, const std::wstring& appD
 
 namespace {
 
+// A ".." below THROOT would read a file from outside the package into its
+// metadata.
+bool LeavesPackageRoot(const std::wstring& path) {
+  const size_t root = path.find(L"\\THROOT\\");
+  for (size_t at = root == std::wstring::npos ? 0 : root + 8; at < path.size();) {
+    const size_t end = std::min(path.find_first_of(L"\\/", at), path.size());
+    if (path.compare(at, end - at, L"..") == 0) return true;
+    at = end + 1;
+  }
+  return false;
+}
+
 bool IconFileBase64(const std::wstring& path, std::wstring& iconBase64) {
   std::string data;
   const bool ico = path.size() >= 4 && platform::EqualsNoCase(path.substr(path.size() - 4), L".ico");
-  const bool read = ico ? platform::ReadWholeFile(path, data) == 0 : GetIconGroupPng(path, 0, data);
+  const bool read = !LeavesPackageRoot(path) &&
+                    (ico ? platform::ReadWholeFile(path, data) == 0 : GetIconGroupPng(path, 0, data));
   if (!read) {
     PrintLog(L"ERROR: icon data retrieval failed for %s\n", path.c_str());
     return false;

@@ -1,6 +1,7 @@
 #include "ondemand/hashes.h"
 
 #include "foundation/log.h"
+#include "metadata/metadata_value.h"
 #include "platform/crypto.h"
 #include "platform/text.h"
 
@@ -47,4 +48,12 @@ uint64_t Fnv1a64Utf16(const std::wstring& text) {
     hash *= 0x100000001b3ull;
   }
   return hash;
+}
+
+void AddLaunchId(MetadataObject& shortcut, const std::wstring& path, const wchar_t* function) {
+  const std::wstring launchId = GetMD5HashGuid(path);
+  if (launchId.empty())
+    PrintLog(L"LOG: %s: GetMD5HashGuid(.%s.) failed.\n", function, path.c_str());
+  else
+    shortcut.AddString(L"launch_id", launchId);
 }

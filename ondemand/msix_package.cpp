@@ -37,12 +37,7 @@ void COnDemandMsixPackage::FillShortcutMetadata(const MsixApplication& app, Meta
   shortcut->AddString(L"name", app.displayName);
   shortcut->AddString(L"msixappid", app.appId);
   shortcut->AddString(L"path", app.path);
-  const std::wstring launchId = GetMD5HashGuid(app.path);
-  if (launchId.empty())
-    PrintLog(L"LOG: %s: GetMD5HashGuid(.%s.) failed.\n", L"COnDemandMsixPackage::FillShortcutMetadata",
-             app.path.c_str());
-  else
-    shortcut->AddString(L"launch_id", launchId);
+  AddLaunchId(*shortcut, app.path, L"COnDemandMsixPackage::FillShortcutMetadata");
   if (!icon.empty()) shortcut->AddString(L"iconIndex", icon);
   shortcuts.Add(std::move(shortcut));
 }

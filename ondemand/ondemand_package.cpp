@@ -315,12 +315,7 @@ void COnDemandMVPackage::FillShortcutMetadata(const ShortcutInfo& info) {
   auto shortcut = std::make_unique<MetadataObject>();
   shortcut->AddString(L"name", info.name);
   shortcut->AddString(L"path", info.path);
-  const std::wstring launchId = GetMD5HashGuid(info.path);
-  if (launchId.empty())
-    PrintLog(L"LOG: %s: GetMD5HashGuid(.%s.) failed.\n", L"COnDemandMVPackage::FillShortcutMetadata",
-             info.path.c_str());
-  else
-    shortcut->AddString(L"launch_id", launchId);
+  AddLaunchId(*shortcut, info.path, L"COnDemandMVPackage::FillShortcutMetadata");
   if (info.hasIcon && !info.iconIndex.empty()) shortcut->AddString(L"iconIndex", info.iconIndex);
   shortcut->AddString(L"hotkey", info.hotkey.empty() ? std::wstring(L"0") : info.hotkey);
   if (!info.description.empty()) shortcut->AddString(L"description", info.description);

@@ -81,6 +81,7 @@ inline constexpr int32_t kStateAbsent = 2;
 inline constexpr int32_t kStateLocal = 3;
 
 inline constexpr uint32_t kErrorFunctionFailed = 1627;
+inline constexpr uint32_t kErrorAlreadyExists = 183;
 
 // MsiGetShortcutTargetW: the product code, feature and component code of an
 // advertised shortcut (braced upper-case GUIDs; the component may be empty).
@@ -95,5 +96,11 @@ uint32_t InstallerShortcutTarget(const std::wstring& linkPath, std::wstring& pro
 // not fit gives kStateMoreData and the needed length.
 int32_t InstallerComponentPath(const std::wstring& product, const std::wstring& component,
                                std::wstring* path, uint32_t& length);
+
+// The shell's rename (SHFileOperationW, FO_RENAME, silent, no confirmation)
+// of a file or folder to another name; a plain rename on Linux. An existing
+// target is refused on both with 183. Returns the operation's result, 0 on
+// success.
+uint32_t RenameWithShell(const std::wstring& from, const std::wstring& to);
 
 }  // namespace platform::shell

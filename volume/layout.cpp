@@ -9,6 +9,9 @@ std::wstring StateFilePath(const std::wstring& volumePath) { return volumePath +
 std::wstring NotesFilePath(const std::wstring& volumePath) { return volumePath + L"\\notes.txt"; }
 std::wstring ProfilePath(const std::wstring& volumePath) { return volumePath + L"\\tarnhold.pro"; }
 std::wstring MetaJsonZipPath(const std::wstring& volumePath) { return volumePath + L"\\META_JSON.ZIP"; }
+std::wstring PluginsStatePath(const std::wstring& volumePath) { return volumePath + L"\\plugins.state"; }
+std::wstring CustomMetadataPath(const std::wstring& volumePath) { return volumePath + L"\\orvcustommeta.tmp"; }
+std::wstring CustomTagsPath(const std::wstring& volumePath) { return volumePath + L"\\orvcustomtags.tmp"; }
 
 std::wstring VolumeMetadataFolder(const std::wstring& volumePath) { return volumePath + L"\\METADATA"; }
 std::wstring VolumeMetaYmlPath(const std::wstring& volumePath) {

@@ -12,6 +12,10 @@ std::wstring StateFilePath(const std::wstring& volumePath);  // \kestrel.state
 std::wstring NotesFilePath(const std::wstring& volumePath);  // \notes.txt
 std::wstring ProfilePath(const std::wstring& volumePath);    // \tarnhold.pro
 std::wstring MetaJsonZipPath(const std::wstring& volumePath);  // \META_JSON.ZIP
+// What other tools leave for metadata.json in the volume root.
+std::wstring PluginsStatePath(const std::wstring& volumePath);    // \plugins.state
+std::wstring CustomMetadataPath(const std::wstring& volumePath);  // \orvcustommeta.tmp
+std::wstring CustomTagsPath(const std::wstring& volumePath);      // \orvcustomtags.tmp
 
 // The volume's metadata folder and what it holds.
 std::wstring VolumeMetadataFolder(const std::wstring& volumePath);  // \METADATA

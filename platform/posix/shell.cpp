@@ -1,6 +1,11 @@
 #include "platform/shell.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <sys/stat.h>
+
 #include "platform/guid.h"
+#include "platform/posix/posix_util.h"
 #include "platform/common/shell_link_format.h"
 #include "platform/files.h"
 #include "platform/registry.h"
@@ -202,6 +207,18 @@ int32_t InstallerComponentPath(const std::wstring& product, const std::wstring& 
   }
   length = needed;
   return state;
+}
+
+uint32_t RenameWithShell(const std::wstring& from, const std::wstring& to) {
+  std::string source, target;
+  uint32_t error = 0;
+  if (!posix::MapPath(from, source, error) || !posix::MapPath(to, target, error)) return error;
+  struct stat st;
+  if (lstat(source.c_str(), &st) != 0) return posix::ErrorFromErrno(errno, source);
+  // rename(2) would replace an empty folder or a file silently.
+  if (lstat(target.c_str(), &st) == 0) return kErrorAlreadyExists;
+  if (std::rename(source.c_str(), target.c_str()) != 0) return posix::ErrorFromErrno(errno, target, kErrorAlreadyExists);
+  return 0;
 }
 
 }  // namespace platform::shell

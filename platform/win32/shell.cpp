@@ -215,4 +215,20 @@ int32_t InstallerComponentPath(const std::wstring& product, const std::wstring& 
   return state;
 }
 
+uint32_t RenameWithShell(const std::wstring& from, const std::wstring& to) {
+  // The shell's own codes for these differ between versions; say what the
+  // Linux rename says. It would also merge into an existing folder.
+  if (GetFileAttributesW(from.c_str()) == INVALID_FILE_ATTRIBUTES) return GetLastError();
+  if (GetFileAttributesW(to.c_str()) != INVALID_FILE_ATTRIBUTES) return kErrorAlreadyExists;
+  // Both lists end in two nulls.
+  const std::wstring source = from + L'\0';
+  const std::wstring target = to + L'\0';
+  SHFILEOPSTRUCTW operation{};
+  operation.wFunc = FO_RENAME;
+  operation.pFrom = source.c_str();
+  operation.pTo = target.c_str();
+  operation.fFlags = FOF_SILENT | FOF_NOCONFIRMATION;
+  return static_cast<uint32_t>(SHFileOperationW(&operation));
+}
+
 }  // namespace platform::shell

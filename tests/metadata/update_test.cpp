@@ -1,0 +1,130 @@
+// An update: the package folder and the identities of _meta.yml move to the
+// new identity in order, and each new document carries the chain of the
+// packages before it, oldest first.
+#include <gtest/gtest.h>
+
+#include "document_volume.h"
+#include "metadata/json_file.h"
+#include "metadata/update.h"
+
+namespace {
+
+constexpr wchar_t kNewId[] = L"{aaaaaaaa-1111-4222-8333-444444444444}";
+constexpr wchar_t kNewVolume[] = L"{bbbbbbbb-1111-4222-8333-444444444444}";
+
+class Update : public DocumentVolume {
+ protected:
+  void SetUp() override {
+    DocumentVolume::SetUp();
+    WriteMetaYml({App(L"Sample Editor", L"7.2.1", L"", 0)});
+    Messages();
+  }
+  // The list write_metadata makes for these identities, byte for byte.
+  std::string ListOf(const std::vector<AppInfo>& apps) {
+    const std::wstring path = scratch_ / L"expected.yml";
+    EXPECT_TRUE(write_metadata(path, apps, kNewVolume, false));
+    return testsupport::ReadFile(path);
+  }
+  static constexpr wchar_t folder[] = L"{cccccccc-1111-4222-8333-444444444444}";
+  std::vector<std::wstring> ChainOf(const std::string& document) {
+    create_directory(volume::PackageFolder(volume_, folder));
+    testsupport::WriteFile(volume::PackageJsonPath(volume_, folder), document);
+    std::vector<std::wstring> chain{L"kept"};
+    read_ = ReadDerivation(volume_, folder, chain);
+    return chain;
+  }
+  bool read_ = false;
+};
+
+TEST_F(Update, PreProcessingMovesTheFolderAndTheIdentities) {
+  ASSERT_TRUE(UpdatePreProcessing(run_, kPackageId, kNewId, kNewVolume));
+  EXPECT_FALSE(platform::PathExists(volume::PackageFolder(volume_, kPackageId)));
+  AppInfo app = App(L"Sample Editor", L"7.2.1", L"", 0);
+  ParseGuid(kNewId, app.appId);
+  EXPECT_EQ(ListOf({app}), testsupport::ReadFile(volume::PackageMetaYmlPath(volume_, kNewId)));
+  EXPECT_EQ(ListOf({}), testsupport::ReadFile(volume::VolumeMetaYmlPath(volume_)));
+  EXPECT_EQ((std::vector<std::wstring>{L"INFO : processing file system", L"INFO : processing metadata file",
+                                       L"INFO : finished pre processing"}),
+            NewMessages());
+}
+
+// The first failing step ends the pre-processing; what came before stays.
+TEST_F(Update, PreProcessingStopsAtTheFirstFailure) {
+  const std::string rootList = testsupport::ReadFile(volume::VolumeMetaYmlPath(volume_));
+  EXPECT_FALSE(UpdatePreProcessing(run_, L"{00000000-1111-4222-8333-444444444444}", kNewId, kNewVolume));
+  EXPECT_EQ((std::vector<std::wstring>{L"INFO : processing file system",
+                                       L"ERROR: SHFileoperation rename  returned. Error: 0x2",
+                                       L"ERROR: failed to update file system guid"}),
+            NewMessages());
+  EXPECT_EQ(rootList, testsupport::ReadFile(volume::VolumeMetaYmlPath(volume_))) << "not touched";
+
+  ASSERT_TRUE(create_directory(volume::PackageFolder(volume_, kNewId)));
+  EXPECT_FALSE(UpdatePreProcessing(run_, kPackageId, kNewId, kNewVolume));
+  EXPECT_EQ(L"ERROR: SHFileoperation rename  returned. Error: 0xb7", NewMessages().at(1)) << "never merged";
+  EXPECT_TRUE(platform::PathExists(volume::PackageMetaYmlPath(volume_, kPackageId)));
+  testsupport::RemoveTree(volume::PackageFolder(volume_, kNewId));
+
+  ASSERT_EQ(0u, platform::RemoveFile(volume::VolumeMetaYmlPath(volume_)));
+  EXPECT_FALSE(UpdatePreProcessing(run_, kPackageId, kNewId, kNewVolume));
+  EXPECT_EQ(L"ERROR: failed to update root metadata vol guid", NewMessages().back());
+  EXPECT_TRUE(platform::PathExists(volume::PackageFolder(volume_, kNewId))) << "the rename is not undone";
+}
+
+// Three updates in a row: each document lists the packages before it.
+TEST_F(Update, ChainOfThreeUpdates) {
+  const std::wstring ids[] = {kPackageId, L"{a0000000-0000-4000-8000-000000000001}",
+                              L"{a0000000-0000-4000-8000-000000000002}", L"{a0000000-0000-4000-8000-000000000003}"};
+  std::string text = Build();
+  ASSERT_TRUE(WriteJsonFile(volume::PackageJsonPath(volume_, ids[0]), text));
+  for (int update = 1; update <= 3; ++update) {
+    CaptureRun next = run_;
+    next.derivation.clear();
+    ASSERT_TRUE(UpdatePreProcessing(next, ids[update - 1], ids[update], kNewVolume));
+    ASSERT_TRUE(BuildDerivationChain(next, ids[update]));
+    next.appId = ids[update];
+    ASSERT_TRUE(BuildMetadataDocument(next, text, PinnedSources()));
+    ASSERT_TRUE(WriteJsonFile(volume::PackageJsonPath(volume_, ids[update]), text));
+    EXPECT_EQ(std::vector<std::wstring>(ids, ids + update), next.derivation);
+  }
+  const JsonTree tree = ParsedDocument(text, scratch_ / L"document.json");
+  const cJSON* bundle = cJSON_GetObjectItem(
+      cJSON_GetObjectItem(cJSON_GetObjectItem(tree.get(), "appstack"), "applicationBundles"), "applicationBundle0");
+  EXPECT_STREQ(platform::ToUtf8(ids[3]).c_str(), cJSON_GetStringValue(cJSON_GetObjectItem(bundle, "guid")));
+  std::vector<std::string> chain;
+  const cJSON* item = nullptr;
+  cJSON_ArrayForEach(item, cJSON_GetObjectItem(bundle, "derivation")) chain.push_back(cJSON_GetStringValue(item));
+  EXPECT_EQ((std::vector<std::string>{platform::ToUtf8(ids[0]), platform::ToUtf8(ids[1]), platform::ToUtf8(ids[2])}),
+            chain);
+}
+
+// The reader: with or without the mark, names without regard to case, only
+// the first bundle, non-empty strings only, each cut to 259 characters.
+TEST_F(Update, DerivationReader) {
+  const std::string longId(300, 'z');
+  struct Case {
+    std::string document;
+    bool read;
+    std::vector<std::wstring> chain;
+    std::vector<std::wstring> log;
+  } cases[] = {
+      {"\xEF\xBB\xBF{\"appstack\":{\"applicationBundles\":{\"count\":\"2\",\"applicationBundle0\":{\"guid\":\"{G2}\","
+       "\"derivation\":[\"{G0}\",\"\",7,\"{G1}\"]},\"applicationBundle1\":{\"guid\":\"{X}\"}}}}",
+       true, {L"kept", L"{G0}", L"{G1}", L"{G2}"}, {}},
+      {"{\"APPSTACK\":{\"ApplicationBundles\":{\"Count\":\"1\",\"applicationbundle0\":{\"GUID\":\"" + longId + "\"}}}}",
+       true, {L"kept", std::wstring(259, L'z')}, {}},
+      {"{\"appstack\":{\"applicationBundles\":{\"count\":\"0\",\"applicationBundle0\":{\"guid\":\"{G}\"}}}}",
+       false, {L"kept"}, {}},
+      {"{\"appstack\":{\"applicationBundles\":{\"count\":\"1\",\"applicationBundle0\":{\"na",
+       false, {L"kept"}, {L"ERROR: metadata parse error"}},
+      {"{}", false, {L"kept"}, {L"ERROR: empty json file " + volume::PackageJsonPath(volume_, folder)}},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(c.chain, ChainOf(c.document)) << c.document;
+    EXPECT_EQ(c.read, read_);
+    EXPECT_EQ(c.log, NewMessages());
+  }
+  // The damaged previous document still leaves a valid new one.
+  EXPECT_NO_FATAL_FAILURE(ParsedDocument(Build(), scratch_ / L"document.json"));
+}
+
+}  // namespace
