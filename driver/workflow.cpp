@@ -5,12 +5,21 @@
 #include "driver/notes.h"
 #include "driver/resume_state.h"
 #include "driver/service_parameters.h"
+#include "foundation/file_helpers.h"
+#include "foundation/format.h"
 #include "foundation/log.h"
 #include "inventory/installed_apps.h"
 #include "inventory/meta_yml.h"
+#include "inventory/package_hive.h"
 #include "inventory/recording.h"
+#include "metadata/disk_identity.h"
+#include "metadata/json_file.h"
+#include "metadata/metadata_document.h"
+#include "metadata/update.h"
 #include "ondemand/win32_shortcut.h"
+#include "ondemand/zip.h"
 #include "platform/files.h"
+#include "platform/guid.h"
 #include "platform/process.h"
 #include "ui/dialogs.h"
 #include "volume/layout.h"
@@ -139,6 +148,66 @@ void Finalize(CaptureRun& run) {
   run.state.author = answers.packager;
 }
 
+// An update's new identity: the agent's ids that phase one kept, the
+// package folder and lists moved to them, the previous chain carried on.
+int UpgradeIdentity(CaptureRun& run) {
+  if (!run.flags.update) Note(L"kestrel update.. phase 2!", __LINE__);
+  const std::wstring newVolumeId = run.state.newVolumeId;
+  std::wstring newAppId = run.state.newAppId;
+  if (newAppId.empty()) {
+    Guid fresh;
+    if (NewGuid(fresh)) newAppId = GuidToText(fresh, GuidCase::Upper);
+  }
+  set_app_id(newAppId);
+  set_new_volume_uuid(newVolumeId);
+  if (newAppId.empty() || !UpdatePreProcessing(run, run.appId, newAppId, newVolumeId)) {
+    Note(L"update case..failed to perform appid volid upgrade", __LINE__);
+    return exit_code::kUpgradeFailed;
+  }
+  if (!BuildDerivationChain(run, newAppId)) {
+    Note(L"update case..failed to build derivation chain", __LINE__);
+    return exit_code::kDerivationFailed;
+  }
+  run.appId = newAppId;
+  return 0;
+}
+
+// The package document copied over the disk-level one, five more tries a
+// second apart when the copy fails (the agent may hold the old one open).
+bool CopyDiskLevelJson(const std::wstring& source, const std::wstring& target) {
+  auto copy = [&] {
+    const uint32_t error = platform::CopyFileTo(source, target, false);
+    if (error != 0) {
+      Note(foundation::Format(L" Copy File from %s to %s failed with error %d\n", source.c_str(), target.c_str(),
+                              static_cast<int>(error)),
+           __LINE__);
+    }
+    return error == 0;
+  };
+  if (copy()) return true;
+  for (int attempt = 0; attempt < 5; ++attempt) {
+    if (!DeleteIfExists(target)) Note(L" DeleteIfExists failed. Attempting to copy file.", __LINE__);
+    if (copy()) {
+      Note(L" Disk level json copied after retry", __LINE__);
+      return true;
+    }
+    platform::SleepMs(1000);
+  }
+  return false;
+}
+
+void DeleteSilentMarkers() {
+  for (const wchar_t* name : {L"tarnhold.p1", L"tarnhold.slt"}) {
+    std::wstring path;
+    GetTarnholdTempPath(name, path);
+    if (!Found(path)) continue;
+    platform::SetAttributes(path, platform::kAttrNormal);
+    platform::RemoveFile(path);
+    Note(L"[Silent mode] Deleted " + Quoted(path), __LINE__);
+  }
+  Note(L"[Silent mode] Finished provisioning", __LINE__);
+}
+
 }  // namespace
 
 void WaitForIndicationFile(const std::wstring& path, uint32_t intervalMs) {
@@ -184,6 +253,72 @@ int RunPhaseOne(CaptureRun& run) {
   return exit_code::kRestartRequired;
 }
 
+int RunPhaseTwo(CaptureRun& run) {
+  if (!HasBackupPrivilege()) {
+    Note(L"Error: Administrative rights required to proceed!", __LINE__);
+    return exit_code::kNotAdministrator;
+  }
+  if (!run.flags.silent && Show(118, 119, DialogIcon::Information, DialogButtons::None, false) == kDialogNotShown) {
+    Note(L"User error or disallow to proceed!", __LINE__);
+    return exit_code::kCancelled;
+  }
+  if (!ReadState(run.stateFilePath, run.state)) {
+    Note(L"failed to read state from file", __LINE__);
+    return exit_code::kStateNotRead;
+  }
+  DeleteState(run.stateFilePath);
+  if (!ReadNotes(run.notesFilePath, run.notes)) {
+    Note(L"failed to read back packager notes", __LINE__);
+    return exit_code::kNotesNotRead;
+  }
+  if (!GetAppid(run.volumePath, run.appId)) {
+    Note(L"failed to obtain AppId.", __LINE__);
+    return exit_code::kCancelled;
+  }
+  clear_current_app_id();
+  set_app_id(run.appId);
+  if (run.flags.update || !run.state.newVolumeId.empty()) {
+    if (const int code = UpgradeIdentity(run); code != 0) return code;
+  }
+  if (LoadHive(run.volumePath, run.appId) != 1) {
+    Note(L"ERROR : failed to load and unload hive", __LINE__);
+    return exit_code::kHiveFailed;
+  }
+  const std::wstring packageJson = volume::PackageJsonPath(run.volumePath, run.appId);
+  const std::wstring diskJson = volume::DiskJsonPath(run.volumePath);
+  if (!NewIdentity()) {
+    Note(L"failed to build disk identity details", __LINE__);
+    return exit_code::kMetadataFailed;
+  }
+  run.diskUniqueId = DiskIdentity().uniqueId;
+  run.diskCreationTime = DiskIdentity().creationTime;
+  run.packageType = run.flags.msix ? L"msix" : L"app";
+  run.packageRoot = volume::PackageRoot(run.volumePath, run.appId);
+  GetAgentInstallDir(run.agentFolder);
+  std::string document;
+  if (!BuildMetadataDocument(run, document)) {
+    Note(L"failed to generate meta data (JSON) file", __LINE__);
+    return exit_code::kMetadataFailed;
+  }
+  if (!WriteJsonFile(packageJson, document)) {
+    Note(L"failed to write meta data (JSON) to file", __LINE__);
+    return exit_code::kMetadataFailed;
+  }
+  if (!CopyDiskLevelJson(packageJson, diskJson)) {
+    Note(L"failed to make a disk level json copy", __LINE__);
+    return exit_code::kMetadataFailed;
+  }
+  const std::wstring zip = volume::MetaJsonZipPath(run.volumePath);
+  if (!DeleteIfExists(zip)) Note(L"DeleteIfExists failed. Attempting to zip file.", __LINE__);
+  if (!ZipFile(packageJson, zip)) {
+    Note(L"failed to zip metadata", __LINE__);
+    return exit_code::kMetadataFailed;
+  }
+  if (run.flags.silent) DeleteSilentMarkers();
+  platform::SleepMs(20);
+  return exit_code::kDone;
+}
+
 int RunCapture(CaptureRun& run) {
   std::wstring silentMarker;
   GetTarnholdTempPath(L"tarnhold.slt", silentMarker);
@@ -194,12 +329,5 @@ int RunCapture(CaptureRun& run) {
   run.stateFilePath = volume::StateFilePath(run.volumePath);
   run.notesFilePath = volume::NotesFilePath(run.volumePath);
   run.state.volumePath = run.volumePath;
-
-  if (!run.flags.phaseTwo) return RunPhaseOne(run);
-  // Phase two is not part of this build yet: say so and stop with the code
-  // of an unexpected failure, before anything in the volume changes.
-  Note(L"capture workflow not available in this build; nothing was captured (volume " + run.volumePath +
-           L", phase two)",
-       __LINE__);
-  return exit_code::kCannotProvision;
+  return run.flags.phaseTwo ? RunPhaseTwo(run) : RunPhaseOne(run);
 }

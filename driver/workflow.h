@@ -10,6 +10,8 @@ int RunCapture(CaptureRun& run);
 
 // Phase one: records the installation and ends with -19 (restart required).
 int RunPhaseOne(CaptureRun& run);
+// Phase two: metadata.json, its disk-level copy and META_JSON.ZIP; 0 when done.
+int RunPhaseTwo(CaptureRun& run);
 
 // Returns once path exists, looking for it every intervalMs.
 void WaitForIndicationFile(const std::wstring& path, uint32_t intervalMs);
