@@ -78,7 +78,7 @@ TEST_F(KestrelCommandLine, MessageCommandLogsTypeAndAlwaysSucceeds) {
 }
 
 // Without an agent, phase one stops at the null-id check (an update at its
-// volume without a package) and phase two is not built yet: what each
+// volume without a package) and phase two at the missing state: what each
 // marker and switch reaches shows in the lines of wmain.
 TEST_F(KestrelCommandLine, CaptureSwitchesAreLoggedAndOnlyTheSecondArgumentCounts) {
   struct Case {
@@ -105,7 +105,8 @@ TEST_F(KestrelCommandLine, CaptureSwitchesAreLoggedAndOnlyTheSecondArgumentCount
   };
   Lines expected;
   for (const auto& c : cases) {
-    const int code = c.phase == 'u' ? -10 : -13;
+    for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
+    const int code = c.phase == 'u' ? -10 : c.phase == '2' ? -26 : -13;
     EXPECT_EQ(Kestrel(c.arguments).exitCode, platform::ExitCodeAsSeen(code));
     expected.insert(expected.end(), c.switchLines.begin(), c.switchLines.end());
     if (c.phase == '1') expected.push_back(L"Null Volume ID or App ID. Unable to do provisioning!");
@@ -113,11 +114,11 @@ TEST_F(KestrelCommandLine, CaptureSwitchesAreLoggedAndOnlyTheSecondArgumentCount
       expected.push_back(Slashed(L"no VolumeID in " + volume_ + L"\\METADATA\\_meta.yml"));
       expected.push_back(L"failed to obtain AppId.");
     }
-    if (c.phase == '2') expected.push_back(NotCapturedLine());
+    if (c.phase == '2') expected.push_back(kNoStateLine);
+    // An update keeps the agent's identity in the state before anything else.
+    EXPECT_EQ(VolumeContents(), c.phase == 'u' ? Lines{L"kestrel.state"} : Lines{});
   }
   EXPECT_EQ(Messages(L"wmain", true), expected);
-  // An update keeps the agent's identity in the state before anything else.
-  EXPECT_EQ(VolumeContents(), Lines{L"kestrel.state"});
 }
 
 TEST_F(KestrelCommandLine, SecondInstanceIsRefusedBeforeTheVolumeIsTouched) {
@@ -127,10 +128,10 @@ TEST_F(KestrelCommandLine, SecondInstanceIsRefusedBeforeTheVolumeIsTouched) {
   // The service commands do not look at the mutex.
   EXPECT_EQ(Kestrel({L"-preProv", L"E:"}).exitCode, 1u);
   firstInstance.Release();
-  EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-13));
-  EXPECT_EQ(Messages(), (Lines{L"turn on all policy optimization!",
-                               L"Multiple instances running, not a clean state to do provisioning!",
-                               L"prepare disk pre provisioning", NotCapturedLine()}));
+  EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-26));
+  EXPECT_EQ(Messages(L"wmain", true), (Lines{L"turn on all policy optimization!",
+                                             L"Multiple instances running, not a clean state to do provisioning!",
+                                             L"prepare disk pre provisioning", kNoStateLine}));
   EXPECT_TRUE(VolumeContents().empty());
 }
 
@@ -153,7 +154,7 @@ TEST_F(KestrelCommandLine, WithoutInstallDirNothingIsWrittenAndNothingFails) {
   EXPECT_EQ(Kestrel({}).exitCode, platform::ExitCodeAsSeen(-7));
   EXPECT_EQ(Kestrel({L"-preProv", L"E:"}).exitCode, 1u);
   EXPECT_EQ(Kestrel({L"<phaseone>", L"-o1"}).exitCode, platform::ExitCodeAsSeen(-13));
-  EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-13));
+  EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-26));
   EXPECT_FALSE(platform::PathExists(agent_ + L"\\Logs"));
   EXPECT_TRUE(VolumeContents().empty());
 }
