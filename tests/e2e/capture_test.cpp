@@ -210,7 +210,9 @@ TEST_F(PhaseOne, EachFailureStopsWithItsCodeAndLine) {
   for (const auto& c : cases) {
     testsupport::RemoveTree(LogPath());
     for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
-    if (c.blocked) ASSERT_TRUE(create_directory(volume_ + c.blocked + L"\\x"));
+    if (c.blocked) {
+      ASSERT_TRUE(create_directory(volume_ + c.blocked + L"\\x"));
+    }
     ASSERT_EQ(reg::SetString(parameters_, L"AppID", c.appId), 0u);
     standIn_.SetExitCode(c.agentExit);
     const size_t before = standIn_.Calls().size();
