@@ -103,4 +103,29 @@ TEST_F(WholeCapture, UpdatesCarryTheDerivationChain) {
   }
 }
 
+// A disk-level copy that cannot be made is tried five more times, a second
+// apart, before phase two gives up with -11.
+TEST_F(WholeCapture, DiskLevelCopyIsRetriedFiveTimes) {
+  Silent(true);
+  ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
+  const std::wstring appId = platform::Lower(kAppId);
+  RecordHive(appId);
+  // A folder where the copy goes: neither copied over nor deleted as a file.
+  ASSERT_TRUE(create_directory(volume::DiskJsonPath(volume_) + L"\\x"));
+  testsupport::RemoveTree(LogPath());
+
+  EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-11));
+  const std::wstring failed = Slashed(L" Copy File from " + volume::PackageJsonPath(volume_, appId) + L" to " +
+                                      volume::DiskJsonPath(volume_) + L" failed with error 5\n");
+  Lines expected{Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")"), failed};
+  for (int retry = 0; retry < 5; ++retry) {
+    expected.push_back(L" DeleteIfExists failed. Attempting to copy file.");
+    expected.push_back(failed);
+  }
+  expected.push_back(L"failed to make a disk level json copy");
+  EXPECT_EQ(Messages(L"wmain", true), expected);
+  EXPECT_FALSE(platform::PathExists(volume::MetaJsonZipPath(volume_)));
+  EXPECT_TRUE(platform::PathExists(Marker(L"tarnhold.slt")));  // kept for the next attempt
+}
+
 }  // namespace
