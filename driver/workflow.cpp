@@ -1,5 +1,7 @@
 #include "driver/workflow.h"
 
+#include <algorithm>
+
 #include "driver/answers_file.h"
 #include "driver/entry_point.h"
 #include "driver/notes.h"
@@ -18,6 +20,7 @@
 #include "metadata/update.h"
 #include "ondemand/win32_shortcut.h"
 #include "ondemand/zip.h"
+#include "platform/console.h"
 #include "platform/files.h"
 #include "platform/guid.h"
 #include "platform/process.h"
@@ -93,6 +96,24 @@ int ResolveIdentity(CaptureRun& run) {
   return 0;
 }
 
+// The optional limit of the silent wait in seconds; 0 (none) when unset or
+// not a positive number, which the log says.
+uint64_t SilentTimeoutSeconds() {
+  std::wstring text;
+  if (!platform::GetEnv(L"KESTREL_SILENT_TIMEOUT", text) || text.empty()) return 0;
+  uint64_t seconds = 0;
+  bool digits = text.size() <= 9;
+  for (wchar_t c : text) {
+    digits = digits && c >= L'0' && c <= L'9';
+    if (digits) seconds = seconds * 10 + static_cast<uint64_t>(c - L'0');
+  }
+  if (!digits || seconds == 0) {
+    Note(L"KESTREL_SILENT_TIMEOUT \"" + text + L"\" is no number of seconds: waiting without a limit", __LINE__);
+    return 0;
+  }
+  return seconds;
+}
+
 // Until the packager says the installation is done; 0 then, else the exit code.
 int AwaitInstallation(const CaptureRun& run) {
   if (run.flags.silent) {
@@ -101,7 +122,13 @@ int AwaitInstallation(const CaptureRun& run) {
     if (!Found(marker)) {
       Note(L"[Silent mode] Waiting for provisioning to complete (indication file " + Quoted(marker) + L")",
            __LINE__);
-      WaitForIndicationFile(marker, kIndicationPollMs);
+      const uint64_t limit = SilentTimeoutSeconds();
+      if (!WaitForIndicationFile(marker, kIndicationPollMs, limit * 1000)) {
+        Note(L"[Silent mode] Indication file not created within KESTREL_SILENT_TIMEOUT=" + std::to_wstring(limit) +
+                 L" s: capture stopped",
+             __LINE__);
+        return Cancelled(run);
+      }
       Note(L"[Silent mode] Indication file created: " + Quoted(marker), __LINE__);
     }
     return 0;
@@ -210,8 +237,18 @@ void DeleteSilentMarkers() {
 
 }  // namespace
 
-void WaitForIndicationFile(const std::wstring& path, uint32_t intervalMs) {
-  while (!Found(path)) platform::SleepMs(intervalMs);
+bool WaitForIndicationFile(const std::wstring& path, uint32_t intervalMs, uint64_t limitMs) {
+  uint64_t waited = 0;
+  while (!Found(path)) {
+    if (limitMs != 0 && waited >= limitMs) return false;
+    const uint64_t step = limitMs == 0 ? intervalMs : std::min<uint64_t>(intervalMs, limitMs - waited);
+    platform::SleepMs(static_cast<uint32_t>(step));
+    waited += step;
+    platform::ConsoleWrite(L"[Silent mode] waiting for " + Quoted(path) + L": " + std::to_wstring(waited / 1000) +
+                           L" s\n");
+    platform::ConsoleFlush();
+  }
+  return true;
 }
 
 int RunPhaseOne(CaptureRun& run) {

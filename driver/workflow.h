@@ -13,5 +13,6 @@ int RunPhaseOne(CaptureRun& run);
 // Phase two: metadata.json, its disk-level copy and META_JSON.ZIP; 0 when done.
 int RunPhaseTwo(CaptureRun& run);
 
-// Returns once path exists, looking for it every intervalMs.
-void WaitForIndicationFile(const std::wstring& path, uint32_t intervalMs);
+// Looks for path every intervalMs and says on the console how long it has
+// waited. True once it exists; false when limitMs (0: none) ran out first.
+bool WaitForIndicationFile(const std::wstring& path, uint32_t intervalMs, uint64_t limitMs);

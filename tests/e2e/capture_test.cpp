@@ -104,6 +104,28 @@ TEST_F(PhaseOne, SilentWaitEndsWhenTheIndicationFileAppears) {
                    L"[Silent mode] Indication file created: " + p1, kNotFinalized}));
 }
 
+// A silent wait with a limit that runs out ends like a cancelled
+// installation, and the console tells how long it waited for what.
+TEST_F(PhaseOne, SilentWaitLimitEndsTheCapture) {
+  Silent(false);
+  const std::wstring p1 = Slashed(L"\"" + Marker(L"tarnhold.p1") + L"\"");
+  const std::wstring enabled = Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")");
+  {
+    testsupport::ScopedEnv limit(L"KESTREL_SILENT_TIMEOUT", L"1");
+    const RunResult r = Kestrel({L"<phaseone>"});
+    EXPECT_EQ(r.exitCode, platform::ExitCodeAsSeen(-10));
+    EXPECT_NE(r.output.find("[Silent mode] waiting for \"" + platform::ToUtf8(Marker(L"tarnhold.p1")) + "\": 1 s"),
+              std::string::npos)
+        << r.output;
+  }
+  EXPECT_EQ(Messages(L"wmain", true),
+            (Lines{enabled, L"[Silent mode] Waiting for provisioning to complete (indication file " + p1 + L")",
+                   L"[Silent mode] Indication file not created within KESTREL_SILENT_TIMEOUT=1 s: capture stopped"}));
+  EXPECT_EQ(AgentArguments(), (std::vector<std::vector<std::wstring>>{Recording(L"recordon"), Recording(L"recordoff")}));
+  EXPECT_EQ(RegisteredAppId(), L"");
+  EXPECT_TRUE(VolumeContents().empty());
+}
+
 // An update records into the volume's package under the volume's identity;
 // the agent's identity waits in the state for phase two. After an
 // application restart that state is read back instead.
