@@ -22,6 +22,13 @@ inline constexpr int kCannotProvision = -13;
 inline constexpr int kProfileFailed = -17;
 inline constexpr int kOtherInstance = -18;
 inline constexpr int kRestartRequired = -19;
+inline constexpr int kUpgradeFailed = -22;
+inline constexpr int kNotesNotRead = -23;
+inline constexpr int kNotesNotSaved = -24;
+inline constexpr int kStateNotSaved = -25;
+inline constexpr int kStateNotRead = -26;
+inline constexpr int kDerivationFailed = -28;
+inline constexpr int kHiveFailed = -29;
 }  // namespace exit_code
 
 // Case-insensitive whole-string switch comparison (the C runtime's folding).

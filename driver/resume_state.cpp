@@ -12,11 +12,6 @@ constexpr std::wstring_view kPrefix = L"/state:";
 constexpr std::wstring_view kSeparator = L"]::[";
 constexpr int kFieldCount = 16;
 
-std::wstring& StatePath() {
-  static std::wstring path;
-  return path;
-}
-
 void AssignField(ResumeState& state, int field, std::wstring_view text) {
   switch (field) {
     case 1: state.name = text; break;
@@ -37,14 +32,6 @@ void AssignField(ResumeState& state, int field, std::wstring_view text) {
 }
 
 }  // namespace
-
-ResumeState& CurrentResumeState() {
-  static ResumeState state;
-  return state;
-}
-
-void SetStateFilePath(const std::wstring& path) { StatePath() = path; }
-const std::wstring& StateFilePath() { return StatePath(); }
 
 std::wstring EncodeState(const ResumeState& state) {
   const std::wstring_view fields[kFieldCount] = {
@@ -104,12 +91,12 @@ std::wstring StateTextFromBytes(std::string_view bytes) {
   return platform::FromUtf16Le(bytes.substr(0, 2 * units));
 }
 
-bool SaveState() {
+bool SaveState(const std::wstring& path, const ResumeState& state) {
   // The terminating NUL is part of the file.
-  const std::wstring text = EncodeState(CurrentResumeState());
+  const std::wstring text = EncodeState(state);
   const std::string bytes = platform::ToUtf16Le(text) + std::string(2, '\0');
   platform::WriteStage stage = platform::WriteStage::Open;
-  if (platform::WriteFileWhole(StateFilePath(), bytes, &stage) != 0) {
+  if (platform::WriteFileWhole(path, bytes, &stage) != 0) {
     PrintLog(stage == platform::WriteStage::Open
                  ? L"ERROR: unable to open statefile (on disk) for resuming execution\n"
                  : L"ERROR: unable to save state (on disk) for resuming execution\n");
@@ -118,9 +105,9 @@ bool SaveState() {
   return true;
 }
 
-bool ReadState() {
+bool ReadState(const std::wstring& path, ResumeState& state) {
   platform::File file;
-  if (file.Open(StateFilePath(), platform::OpenMode::Read) != 0) {
+  if (file.Open(path, platform::OpenMode::Read) != 0) {
     PrintLog(L"ERROR: unable to open statefile (on disk) for reading\n");
     return false;
   }
@@ -136,11 +123,10 @@ bool ReadState() {
     PrintLog(L"ERROR: unable to read state (on disk)\n");
     return false;
   }
-  return DecodeState(StateTextFromBytes(bytes), CurrentResumeState());
+  return DecodeState(StateTextFromBytes(bytes), state);
 }
 
-bool DeleteState() {
-  const std::wstring& path = StateFilePath();
+bool DeleteState(const std::wstring& path) {
   if (!platform::PathExists(path)) return true;
   const uint32_t error = platform::RemoveFile(path);
   if (error != 0) {

@@ -1,5 +1,6 @@
 // What phase two needs from phase one, kept across the restart in the
-// volume's kestrel.state: one process-wide record and its file.
+// volume's kestrel.state. The record lives in the run object; the
+// operations take it and the file's path.
 #pragma once
 
 #include <string>
@@ -22,12 +23,6 @@ struct ResumeState {
   std::wstring appProductGuid;
 };
 
-// The run's record, default at program start.
-ResumeState& CurrentResumeState();
-// The state file the operations below use (the workflow sets it from the volume).
-void SetStateFilePath(const std::wstring& path);
-const std::wstring& StateFilePath();
-
 // "/state:1" and the sixteen fields, each after "]::[". Fields are written
 // as they are: a field holding "]::[" breaks the file.
 std::wstring EncodeState(const ResumeState& state);
@@ -39,7 +34,8 @@ bool DecodeState(std::wstring_view text, ResumeState& state);
 // without one reads the same); an odd last byte is dropped.
 std::wstring StateTextFromBytes(std::string_view bytes);
 
-// The three operations on the state file and the process-wide record.
-bool SaveState();
-bool ReadState();
-bool DeleteState();
+// The three operations on the state file at path.
+bool SaveState(const std::wstring& path, const ResumeState& state);
+// Decodes the file into state; a failure leaves state unchanged.
+bool ReadState(const std::wstring& path, ResumeState& state);
+bool DeleteState(const std::wstring& path);

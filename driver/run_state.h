@@ -21,10 +21,13 @@ struct CaptureRun {
   RunFlags flags;
   std::wstring marker;       // the first argument, as given
   std::wstring volumePath;   // the folder that holds the program
+  std::wstring stateFilePath;  // kestrel.state and notes.txt of the volume
+  std::wstring notesFilePath;
   std::wstring appId;        // braced GUID text of the package (AppId)
   std::wstring volumeId;     // braced GUID text of the volume (VolumeId)
-  ResumeState state;         // what phase one hands to phase two
-  std::wstring notes;        // the packager's notes
+  ResumeState state;         // what phase one hands to phase two, with the
+                             // packager's name, version, description, author
+  std::wstring notes;        // the packager's notes (lines end in CR LF)
   std::wstring diskUniqueId;      // the disk identity texts of phase two
   std::wstring diskCreationTime;
 

@@ -23,15 +23,17 @@ bool g_quiet = false;
 
 }  // namespace
 
+bool GetAgentInstallDir(std::wstring& installDir) {
+  platform::registry::Key key;
+  return platform::registry::OpenKey(L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Tellurex\\Merovane\\Agent",
+                                     platform::registry::kRead, key) == 0 &&
+         platform::registry::QueryString(key, L"InstallDir", installDir) == 0;
+}
+
 void OpenLog() {
   CloseLog();
-  platform::registry::Key key;
-  if (platform::registry::OpenKey(L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Tellurex\\Merovane\\Agent",
-                                  platform::registry::kRead, key) != 0) {
-    return;
-  }
   std::wstring installDir;
-  if (platform::registry::QueryString(key, L"InstallDir", installDir) != 0) return;
+  if (!GetAgentInstallDir(installDir)) return;
   const std::wstring folder = installDir + L"\\Logs";
   platform::MakeFolder(folder);  // an existing folder is fine; other failures show at the open
   platform::File file;

@@ -4,6 +4,8 @@
 
 #include <string>
 
+// The agent's installation folder (its InstallDir); false when not set.
+bool GetAgentInstallDir(std::wstring& installDir);
 // Opens the log; a static initialiser calls it before the entry point.
 // Without the agent's InstallDir nothing is written to disk.
 void OpenLog();

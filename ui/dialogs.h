@@ -21,6 +21,28 @@ std::wstring LoadStringId(int id);
 // Body text with the optional argument in place of its "%s".
 std::wstring FillBody(const std::wstring& body, const std::wstring* argument);
 
+// What the Finalize Package dialog asks of the packager. Notes separate
+// their lines with CR LF.
+struct PackageDescription {
+  std::wstring name;
+  std::wstring version;
+  std::wstring description;
+  std::wstring packager;
+  std::wstring notes;
+};
+
+// Whether a version has two to four dot-separated numbers ("1.0", "1.2.3.4").
+bool IsPackageVersion(const std::wstring& version);
+// The packager's answer to a version that is not one.
+std::wstring VersionRule();
+
+class CDescriptionDlg {
+ public:
+  // Shows the dialog filled with answers and takes back what the packager
+  // finalized. False, answers unchanged, when it could not be shown.
+  static bool Show(PackageDescription& answers);
+};
+
 class CHelperDlgs {
  public:
   // Shows title/heading/body (string-table ids). Returns the button pressed

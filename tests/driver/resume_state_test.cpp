@@ -100,38 +100,31 @@ TEST(StateText, FlagsAreSetOnlyByTheirExactWordAndAWrongPrefixChangesNothing) {
 
 class StateFile : public testing::Test {
  protected:
-  void SetUp() override {
-    SetStateFilePath(Path());
-    CurrentResumeState() = ResumeState{};
-  }
-  void TearDown() override {
-    CurrentResumeState() = ResumeState{};
-    SetStateFilePath(L"");
-  }
   std::wstring Path() const { return volume_ / L"kestrel.state"; }
 
   testsupport::ScratchLog log_;
   testsupport::ScratchFolder volume_;
+  ResumeState state_;
 };
 
 TEST_F(StateFile, SavedBytesAreTheTextAndItsNulAndReadBack) {
-  ASSERT_TRUE(SaveState());
+  ASSERT_TRUE(SaveState(Path(), state_));
   EXPECT_EQ(testsupport::ReadFile(Path()), Utf16(kDefaultText) + std::string(2, '\0'));
 
-  CurrentResumeState() = FullState();
-  CurrentResumeState().author = L"caf\u00e9 \u20ac";
-  ASSERT_TRUE(SaveState());
+  state_ = FullState();
+  state_.author = L"caf\u00e9 \u20ac";
+  ASSERT_TRUE(SaveState(Path(), state_));
   EXPECT_EQ(testsupport::ReadFile(Path()), Utf16("/state:1]::[Editor]::[Text editor]::[caf") +
                                                std::string("\xe9\0 \0\xac\x20", 6) +
                                                Utf16(kFullText + 43) + std::string(2, '\0'));
-  CurrentResumeState() = ResumeState{};
-  ASSERT_TRUE(ReadState());
-  EXPECT_EQ(CurrentResumeState().author, L"caf\u00e9 \u20ac");
-  EXPECT_EQ(CurrentResumeState().appProductGuid, FullState().appProductGuid);
+  state_ = ResumeState{};
+  ASSERT_TRUE(ReadState(Path(), state_));
+  EXPECT_EQ(state_.author, L"caf\u00e9 \u20ac");
+  EXPECT_EQ(state_.appProductGuid, FullState().appProductGuid);
 
-  ASSERT_TRUE(DeleteState());
+  ASSERT_TRUE(DeleteState(Path()));
   EXPECT_FALSE(platform::PathExists(Path()));
-  EXPECT_TRUE(DeleteState());  // nothing to delete is no failure
+  EXPECT_TRUE(DeleteState(Path()));  // nothing to delete is no failure
   EXPECT_TRUE(log_.Messages().empty());
 }
 
@@ -144,38 +137,38 @@ TEST_F(StateFile, ImperfectFilesReadAsTheirText) {
   };
   for (const auto& [bytes, name] : cases) {
     testsupport::WriteFile(Path(), bytes);
-    CurrentResumeState() = FullState();
-    EXPECT_TRUE(ReadState());
-    EXPECT_EQ(CurrentResumeState().name, name);
-    EXPECT_EQ(CurrentResumeState().author, L"jsmith");  // fields not in the file keep their values
+    state_ = FullState();
+    EXPECT_TRUE(ReadState(Path(), state_));
+    EXPECT_EQ(state_.name, name);
+    EXPECT_EQ(state_.author, L"jsmith");  // fields not in the file keep their values
   }
   for (const std::string& bytes : {std::string(), std::string("\0\0", 2), std::string("/state:1]::[A"),
                                    Utf16("/State:1]::[A"), std::string("x")}) {
     testsupport::WriteFile(Path(), bytes);
-    CurrentResumeState() = FullState();
-    EXPECT_FALSE(ReadState());
-    EXPECT_EQ(EncodeState(CurrentResumeState()), Wide(kFullText));
+    state_ = FullState();
+    EXPECT_FALSE(ReadState(Path(), state_));
+    EXPECT_EQ(EncodeState(state_), Wide(kFullText));
   }
   // A decoder failure says nothing itself: the workflow names it.
   EXPECT_TRUE(log_.Messages().empty());
 }
 
 TEST_F(StateFile, FailuresAreLoggedAndKeepThePreviousFile) {
-  CurrentResumeState() = FullState();
-  ASSERT_TRUE(SaveState());
+  state_ = FullState();
+  ASSERT_TRUE(SaveState(Path(), state_));
   const std::string before = testsupport::ReadFile(Path());
   ASSERT_EQ(platform::SetAttributes(Path(), platform::kAttrReadOnly), 0u);
-  CurrentResumeState() = ResumeState{};
-  EXPECT_FALSE(SaveState());
+  state_ = ResumeState{};
+  EXPECT_FALSE(SaveState(Path(), state_));
   ASSERT_EQ(platform::SetAttributes(Path(), platform::kAttrNormal), 0u);
   EXPECT_EQ(testsupport::ReadFile(Path()), before);
 
   ASSERT_EQ(platform::RemoveFile(Path()), 0u);
   ASSERT_EQ(platform::MakeFolder(Path()), 0u);  // a folder cannot be deleted as a file
-  EXPECT_FALSE(DeleteState());
-  SetStateFilePath(volume_ / L"missing\\kestrel.state");
-  EXPECT_FALSE(SaveState());
-  EXPECT_FALSE(ReadState());
+  EXPECT_FALSE(DeleteState(Path()));
+  const std::wstring missing = volume_ / L"missing\\kestrel.state";
+  EXPECT_FALSE(SaveState(missing, state_));
+  EXPECT_FALSE(ReadState(missing, state_));
   EXPECT_EQ(log_.Messages(), (std::vector<std::wstring>{
                             L"ERROR: unable to open statefile (on disk) for resuming execution\n\n",
                             L"ERROR: unable to delete state file (Error: 0x5)\n\n",

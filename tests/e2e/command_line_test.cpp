@@ -77,37 +77,48 @@ TEST_F(KestrelCommandLine, MessageCommandLogsTypeAndAlwaysSucceeds) {
                                L"message command, Type=", L""}));
 }
 
+// Without an agent, phase one stops at the null-id check (an update at its
+// volume without a package) and phase two at the missing state: what each
+// marker and switch reaches shows in the lines of wmain.
 TEST_F(KestrelCommandLine, CaptureSwitchesAreLoggedAndOnlyTheSecondArgumentCounts) {
   struct Case {
     std::vector<std::wstring> arguments;
     Lines switchLines;
-    const wchar_t* phase;
+    char phase;  // '1', 'u' (phase one of an update) or '2'
   };
   const Case cases[] = {
-      {{L"<phaseone>", L"-ne"}, {L"disable environment variable support!"}, L"one"},
-      {{L"<phaseone>", L"-o0"}, {L"no policy optimization!"}, L"one"},
-      {{L"<phaseone>", L"-o1"}, {L"policy optimization on for regsitry only!"}, L"one"},
-      {{L"E:", L"-o2"}, {L"policy optimization on for file only!"}, L"two"},
-      {{L"E:", L"-O3"}, {L"turn on all policy optimization!"}, L"two"},
-      {{L"<phaseone>", L"-update"}, {L"kestrel called for update!"}, L"one"},
+      {{L"<phaseone>", L"-ne"}, {L"disable environment variable support!"}, '1'},
+      {{L"<phaseone>", L"-o0"}, {L"no policy optimization!"}, '1'},
+      {{L"<phaseone>", L"-o1"}, {L"policy optimization on for regsitry only!"}, '1'},
+      {{L"E:", L"-o2"}, {L"policy optimization on for file only!"}, '2'},
+      {{L"E:", L"-O3"}, {L"turn on all policy optimization!"}, '2'},
+      {{L"<phaseone>", L"-update"}, {L"kestrel called for update!"}, 'u'},
       {{L"<phasetwo>", L"-Update", L"-APPRESTART"},
-       {L"kestrel called for update!", L"application restart case."}, L"two"},
+       {L"kestrel called for update!", L"application restart case."}, '2'},
       // -apprestart counts only as the third argument and only after -update.
-      {{L"E:", L"-apprestart"}, {}, L"two"},
-      {{L"E:", L"-ne", L"-update"}, {L"disable environment variable support!"}, L"two"},
-      {{L"E:", L"-o4"}, {}, L"two"},
+      {{L"E:", L"-apprestart"}, {}, '2'},
+      {{L"E:", L"-ne", L"-update"}, {L"disable environment variable support!"}, '2'},
+      {{L"E:", L"-o4"}, {}, '2'},
       // The phase markers are compared exactly.
-      {{L"<PHASEONE>"}, {}, L"two"},
-      {{L"<phaseone>"}, {}, L"one"},
+      {{L"<PHASEONE>"}, {}, '2'},
+      {{L"<phaseone>"}, {}, '1'},
   };
   Lines expected;
   for (const auto& c : cases) {
-    EXPECT_EQ(Kestrel(c.arguments).exitCode, platform::ExitCodeAsSeen(-13));
+    for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
+    const int code = c.phase == 'u' ? -10 : c.phase == '2' ? -26 : -13;
+    EXPECT_EQ(Kestrel(c.arguments).exitCode, platform::ExitCodeAsSeen(code));
     expected.insert(expected.end(), c.switchLines.begin(), c.switchLines.end());
-    expected.push_back(NotCapturedLine(c.phase));
+    if (c.phase == '1') expected.push_back(L"Null Volume ID or App ID. Unable to do provisioning!");
+    if (c.phase == 'u') {
+      expected.push_back(Slashed(L"no VolumeID in " + volume_ + L"\\METADATA\\_meta.yml"));
+      expected.push_back(L"failed to obtain AppId.");
+    }
+    if (c.phase == '2') expected.push_back(kNoStateLine);
+    // An update keeps the agent's identity in the state before anything else.
+    EXPECT_EQ(VolumeContents(), c.phase == 'u' ? Lines{L"kestrel.state"} : Lines{});
   }
-  EXPECT_EQ(Messages(), expected);
-  EXPECT_TRUE(VolumeContents().empty());
+  EXPECT_EQ(Messages(L"wmain", true), expected);
 }
 
 TEST_F(KestrelCommandLine, SecondInstanceIsRefusedBeforeTheVolumeIsTouched) {
@@ -117,10 +128,10 @@ TEST_F(KestrelCommandLine, SecondInstanceIsRefusedBeforeTheVolumeIsTouched) {
   // The service commands do not look at the mutex.
   EXPECT_EQ(Kestrel({L"-preProv", L"E:"}).exitCode, 1u);
   firstInstance.Release();
-  EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-13));
-  EXPECT_EQ(Messages(), (Lines{L"turn on all policy optimization!",
-                               L"Multiple instances running, not a clean state to do provisioning!",
-                               L"prepare disk pre provisioning", NotCapturedLine(L"one")}));
+  EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-26));
+  EXPECT_EQ(Messages(L"wmain", true), (Lines{L"turn on all policy optimization!",
+                                             L"Multiple instances running, not a clean state to do provisioning!",
+                                             L"prepare disk pre provisioning", kNoStateLine}));
   EXPECT_TRUE(VolumeContents().empty());
 }
 
@@ -143,6 +154,7 @@ TEST_F(KestrelCommandLine, WithoutInstallDirNothingIsWrittenAndNothingFails) {
   EXPECT_EQ(Kestrel({}).exitCode, platform::ExitCodeAsSeen(-7));
   EXPECT_EQ(Kestrel({L"-preProv", L"E:"}).exitCode, 1u);
   EXPECT_EQ(Kestrel({L"<phaseone>", L"-o1"}).exitCode, platform::ExitCodeAsSeen(-13));
+  EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-26));
   EXPECT_FALSE(platform::PathExists(agent_ + L"\\Logs"));
   EXPECT_TRUE(VolumeContents().empty());
 }

@@ -36,11 +36,22 @@ class KestrelCommandLine : public testing::Test {
   }
   std::wstring LogPath() const { return agent_ + L"\\Logs\\thcapture.log"; }
 
-  // Log lines without stamps and without "function@line: ".
-  Lines Messages(const wchar_t* function = L"wmain") {
+  // Log lines without stamps and without "function@line: ". Every line
+  // must come from function, unless the entries of others (which may hold
+  // several lines) are to be left out.
+  Lines Messages(const wchar_t* function = L"wmain", bool othersLeftOut = false) {
     Lines messages;
+    const std::wstring source = std::wstring(function) + L"@";
+    if (othersLeftOut) {
+      for (auto entry : testsupport::LogEntries(LogPath())) {
+        if (entry.rfind(source, 0) != 0) continue;
+        if (!entry.empty() && entry.back() == L'\n') entry.pop_back();
+        messages.push_back(Slashed(testsupport::WithoutSource(entry)));
+      }
+      return messages;
+    }
     for (const auto& line : testsupport::LogLines(LogPath())) {
-      EXPECT_EQ(line.rfind(std::wstring(function) + L"@", 0), 0u) << platform::ToUtf8(line);
+      EXPECT_EQ(line.rfind(source, 0), 0u) << platform::ToUtf8(line);
       messages.push_back(Slashed(testsupport::WithoutSource(line)));
     }
     return messages;
@@ -55,10 +66,8 @@ class KestrelCommandLine : public testing::Test {
     }
     return names;
   }
-  std::wstring NotCapturedLine(const wchar_t* phase) const {
-    return Slashed(std::wstring(L"capture workflow not available in this build; nothing was captured (volume ") +
-                   volume_ + L", phase " + phase + L")");
-  }
+  // Phase two in a volume without phase one's state stops before anything.
+  static constexpr wchar_t kNoStateLine[] = L"failed to read state from file";
   // Paths in log lines are the program's own (POSIX form on Linux).
   static std::wstring Slashed(std::wstring text) {
     for (auto& c : text) {

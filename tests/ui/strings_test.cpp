@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "platform/text.h"
 #include "ui/dialogs.h"
 
 namespace {
@@ -22,6 +23,14 @@ TEST(StringTable, BodyArgumentFillsItsPlaceholder) {
             L"Merovane manager page.");
   EXPECT_EQ(FillBody(L"no placeholder", &error), L"no placeholder");
   EXPECT_EQ(FillBody(L"[%s]", nullptr), L"[]");
+}
+
+TEST(FinalizeVersion, TwoToFourNumbersAndNothingElse) {
+  for (const wchar_t* version : {L"1.0", L"10.20.30", L"1.2.3.4", L"0.0", L"2024.11"})
+    EXPECT_TRUE(IsPackageVersion(version)) << platform::ToUtf8(version);
+  for (const wchar_t* version : {L"", L"1", L"1.", L".1", L"1.2.3.4.5", L"1.0 beta", L"v1.0", L"1,0", L"1..2",
+                                 L" 1.0", L"1.0\n", L"\u0661.\u0662"})
+    EXPECT_FALSE(IsPackageVersion(version)) << platform::ToUtf8(version);
 }
 
 }  // namespace

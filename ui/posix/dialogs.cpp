@@ -59,3 +59,48 @@ int CHelperDlgs::ShowUserDialog(int titleId, int headingId, int bodyId, const st
   }
   return Ask(buttons);
 }
+
+namespace {
+
+// One field: the current value in brackets, Enter keeps it.
+bool AskField(const wchar_t* label, std::wstring& value) {
+  platform::ConsoleWrite(std::wstring(label) + L" [" + value + L"]: ");
+  platform::ConsoleFlush();
+  std::wstring answer;
+  if (!platform::ConsoleReadLine(answer)) return false;
+  if (!answer.empty()) value = answer;
+  return true;
+}
+
+// Lines up to an empty one; Enter at once keeps the notes as they are.
+bool AskNotes(std::wstring& notes) {
+  platform::ConsoleWrite(L"Notes, one line after another, an empty line ends them [" + TerminalText(notes) + L"]:\n");
+  platform::ConsoleFlush();
+  std::wstring lines, line;
+  bool first = true;
+  while (platform::ConsoleReadLine(line) && !line.empty()) {
+    if (!first) lines += L"\r\n";
+    lines += line;
+    first = false;
+  }
+  if (!first) notes = lines;
+  return true;
+}
+
+}  // namespace
+
+bool CDescriptionDlg::Show(PackageDescription& answers) {
+  if (!platform::ConsoleIsInteractive()) return false;
+  PackageDescription edited = answers;
+  platform::ConsoleWrite(L"Finalize Package\n");
+  if (!AskField(L"Name", edited.name)) return false;
+  for (;;) {
+    if (!AskField(L"Version", edited.version)) return false;
+    if (IsPackageVersion(edited.version)) break;
+    platform::ConsoleWrite(VersionRule() + L"\n");
+  }
+  if (!AskField(L"Description", edited.description) || !AskField(L"Packager", edited.packager)) return false;
+  AskNotes(edited.notes);
+  answers = edited;
+  return true;
+}

@@ -3,6 +3,7 @@
 #include "platform/console.h"
 #include "platform/win32/win32.h"
 #include "ui/dialogs.h"
+#include "ui/resource_ids.h"
 
 namespace {
 
@@ -54,4 +55,69 @@ int CHelperDlgs::ShowUserDialog(int titleId, int headingId, int bodyId, const st
     case IDNO: return kDialogCancel;
     default: return kDialogNotShown;
   }
+}
+
+namespace {
+
+constexpr int kFields[] = {KESTREL_IDC_NAME, KESTREL_IDC_VERSION, KESTREL_IDC_DESCRIPTION, KESTREL_IDC_PACKAGER,
+                           KESTREL_IDC_NOTES};
+
+std::wstring* Field(PackageDescription& d, int id) {
+  switch (id) {
+    case KESTREL_IDC_NAME: return &d.name;
+    case KESTREL_IDC_VERSION: return &d.version;
+    case KESTREL_IDC_DESCRIPTION: return &d.description;
+    case KESTREL_IDC_PACKAGER: return &d.packager;
+    default: return &d.notes;
+  }
+}
+
+std::wstring ItemText(HWND dialog, int id) {
+  const HWND item = GetDlgItem(dialog, id);
+  std::wstring text(static_cast<size_t>(GetWindowTextLengthW(item)) + 1, L'\0');
+  text.resize(static_cast<size_t>(GetWindowTextW(item, text.data(), static_cast<int>(text.size()))));
+  return text;
+}
+
+INT_PTR CALLBACK FinalizeProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  auto* answers = reinterpret_cast<PackageDescription*>(GetWindowLongPtrW(dialog, DWLP_USER));
+  switch (message) {
+    case WM_INITDIALOG:
+      SetWindowLongPtrW(dialog, DWLP_USER, lParam);
+      answers = reinterpret_cast<PackageDescription*>(lParam);
+      for (int id : kFields) SetDlgItemTextW(dialog, id, Field(*answers, id)->c_str());
+      return TRUE;
+    case WM_COMMAND:
+      if (LOWORD(wParam) == IDOK) {
+        PackageDescription edited;
+        for (int id : kFields) *Field(edited, id) = ItemText(dialog, id);
+        if (!IsPackageVersion(edited.version)) {
+          MessageBoxW(dialog, VersionRule().c_str(), L"Finalize Package", MB_ICONWARNING | MB_OK);
+          SetFocus(GetDlgItem(dialog, KESTREL_IDC_VERSION));
+          return TRUE;
+        }
+        *answers = edited;
+        EndDialog(dialog, 1);
+        return TRUE;
+      }
+      if (LOWORD(wParam) == IDCANCEL) {  // Escape or the close box: nothing finalized
+        EndDialog(dialog, 0);
+        return TRUE;
+      }
+      break;
+    default:
+      break;
+  }
+  return FALSE;
+}
+
+}  // namespace
+
+bool CDescriptionDlg::Show(PackageDescription& answers) {
+  PackageDescription edited = answers;
+  const INT_PTR result = DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(KESTREL_IDD_FINALIZE), nullptr,
+                                         FinalizeProc, reinterpret_cast<LPARAM>(&edited));
+  if (result != 1) return false;
+  answers = edited;
+  return true;
 }

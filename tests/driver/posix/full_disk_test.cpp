@@ -14,9 +14,9 @@
 TEST(FullDisk, EveryWriterFailsWithItsMessageAndKeepsThePreviousFile) {
   testsupport::ScratchLog log;
   testsupport::ScratchFolder volume;
-  SetStateFilePath(volume / L"kestrel.state");
-  CurrentResumeState() = ResumeState{};
-  ASSERT_TRUE(SaveState());
+  const std::wstring statePath = volume / L"kestrel.state";
+  ResumeState record;
+  ASSERT_TRUE(SaveState(statePath, record));
   ASSERT_TRUE(SaveNotes(volume / L"notes.txt", L"old notes"));
   ASSERT_TRUE(write_metadata(volume / L"_meta.yml", {}, L"", false));
   const std::string state = testsupport::ReadFile(volume / L"kestrel.state");
@@ -29,16 +29,14 @@ TEST(FullDisk, EveryWriterFailsWithItsMessageAndKeepsThePreviousFile) {
   limit.rlim_cur = 4096;
   const auto previous = signal(SIGXFSZ, SIG_IGN);
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-  CurrentResumeState().name = std::wstring(3000, L'n');
-  EXPECT_FALSE(SaveState());
+  record.name = std::wstring(3000, L'n');
+  EXPECT_FALSE(SaveState(statePath, record));
   EXPECT_FALSE(SaveNotes(volume / L"notes.txt", std::wstring(3000, L'n')));
   AppInfo app;
   app.displayName = std::wstring(3000, L'n');
   EXPECT_FALSE(write_metadata(volume / L"_meta.yml", {app}, L"", false));
   setrlimit(RLIMIT_FSIZE, &saved);
   signal(SIGXFSZ, previous);
-  CurrentResumeState() = ResumeState{};
-  SetStateFilePath(L"");
 
   EXPECT_EQ(testsupport::ReadFile(volume / L"kestrel.state"), state);
   EXPECT_EQ(testsupport::ReadFile(volume / L"notes.txt"), std::string("\xFF\xFEo\0l\0d\0 \0n\0o\0t\0e\0s\0", 20));

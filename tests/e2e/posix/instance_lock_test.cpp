@@ -63,10 +63,10 @@ TEST_F(KestrelCommandLine, AnotherUserCannotHoldTheCapturesLock) {
   ASSERT_GT(intruder, 0);
   EXPECT_EQ(ExitOf(intruder), 1) << "nobody opened root's lock file";
 
-  EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-13));
+  EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-26));
   testsupport::WriteFile(markers / L"release", "");
   EXPECT_EQ(ExitOf(squatter), 0);
-  EXPECT_EQ(Messages(), Lines{NotCapturedLine(L"one")});
+  EXPECT_EQ(Messages(L"wmain", true), Lines{kNoStateLine});
 }
 
 }  // namespace

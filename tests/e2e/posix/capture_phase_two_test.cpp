@@ -1,0 +1,131 @@
+// A whole silent capture on Linux: phase one, then phase two with the
+// package's hive and the real 7-Zip archiver in the agent's libs folder.
+#include <unistd.h>
+
+#include <regex>
+
+#include "driver/resume_state.h"
+#include "e2e/capture_fixture.h"
+#include "foundation/file_helpers.h"
+#include "inventory/meta_yml.h"
+#include "inventory/package_hive.h"
+#include "support/hive_fixture.h"
+#include "volume/layout.h"
+
+namespace {
+
+class WholeCapture : public PhaseOne {
+ protected:
+  void SetUp() override {
+    PhaseOne::SetUp();
+    ASSERT_TRUE(create_directory(thagent_ / L"libs"));
+    ASSERT_EQ(symlink("/usr/bin/7z", platform::ToUtf8(Slashed(thagent_ / L"libs\\7z.exe")).c_str()), 0);
+  }
+  // What the agent's recording leaves for phase two: the package's hive.
+  void RecordHive(const std::wstring& appId) {
+    std::wstring volumeName, mountKey;
+    ASSERT_EQ(platform::VolumeNameOfMountPoint(volume_ + L"\\", volumeName), 0u);
+    ASSERT_TRUE(package_hive::MountKeyNameFromVolumeName(volumeName, mountKey));
+    ASSERT_TRUE(create_directory(volume::PackageFolder(volume_, appId) + L"\\MVREG"));
+    testsupport::WriteHiveFixture(volume::PackageHivePath(volume_, appId), mountKey,
+                                  "Windows Registry Editor Version 5.00\r\n\r\n"
+                                  "[MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Editor]\r\n"
+                                  "\"DisplayName\"=\"Editor\"\r\n");
+  }
+
+  testsupport::ScratchFolder thagent_;
+  testsupport::ScopedEnv agentFolder_{L"THAGENT", thagent_.path() + L"\\"};
+};
+
+TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
+  Silent(true);
+  testsupport::WriteFile(Marker(L"tarnhold.answers"),
+                         "Name=Editor\nVersion=2.1\nDescription=Text editor\nPackager=jsmith\nNotes=first\\nsecond\n");
+  ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
+  const std::wstring appId = platform::Lower(kAppId);
+  RecordHive(appId);
+  testsupport::RemoveTree(LogPath());
+
+  EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
+  EXPECT_EQ(Messages(L"wmain", true),
+            (Lines{Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")"),
+                   Slashed(L"[Silent mode] Deleted \"" + Marker(L"tarnhold.p1") + L"\""),
+                   Slashed(L"[Silent mode] Deleted \"" + Marker(L"tarnhold.slt") + L"\""),
+                   L"[Silent mode] Finished provisioning"}));
+  EXPECT_FALSE(platform::PathExists(Marker(L"tarnhold.slt")));
+  EXPECT_FALSE(platform::PathExists(volume_ + L"\\kestrel.state"));
+  const std::string document = testsupport::ReadFile(volume::PackageJsonPath(volume_, appId));
+  EXPECT_EQ(testsupport::ReadFile(volume::DiskJsonPath(volume_)), document);
+  for (const char* member : {"\"name\" : \"Editor\"", "\"description\" : \"Text editor\"",
+                             "\"notes\" : \"first\\r\\nsecond\"", "\"author\" : \"jsmith\"", "\"version\" : \"2.1\""})
+    EXPECT_NE(document.find(member), std::string::npos) << member;
+  const auto listing = testsupport::Run(L"/usr/bin/7z", {L"l", Slashed(volume::MetaJsonZipPath(volume_))});
+  EXPECT_EQ(listing.exitCode, 0u);
+  EXPECT_NE(listing.output.find("metadata.json"), std::string::npos) << listing.output;
+}
+
+// An update of the package and an update of that update: each moves the
+// package to the agent's new ids and carries the chain of the ones before.
+TEST_F(WholeCapture, UpdatesCarryTheDerivationChain) {
+  const std::wstring first = platform::Lower(kAppId);
+  Silent(true);
+  ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
+  RecordHive(first);
+  ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
+
+  const std::wstring updates[][2] = {
+      {L"{11111111-2222-4333-8444-555555555555}", L"{AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE}"},
+      {L"{22222222-3333-4444-8555-666666666666}", L"{BBBBBBBB-CCCC-4DDD-8EEE-FFFFFFFFFFFF}"},
+  };
+  std::vector<std::wstring> chain{first};
+  for (const auto& [volumeId, appId] : updates) {
+    Silent(true);
+    ASSERT_EQ(reg::SetString(parameters_, L"NewVolumeUUID", volumeId), 0u);
+    ASSERT_EQ(reg::SetString(parameters_, L"AppID", appId), 0u);
+    ASSERT_EQ(Kestrel({L"<phaseone>", L"-update"}).exitCode, platform::ExitCodeAsSeen(-19));
+    testsupport::RemoveTree(LogPath());
+    ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
+    EXPECT_EQ(Messages(L"wmain", true).at(1), L"kestrel update.. phase 2!");
+
+    // The package folder has the new AppId; both lists name the new ids.
+    EXPECT_FALSE(platform::PathExists(volume::PackageFolder(volume_, chain.back())));
+    const std::string document = testsupport::ReadFile(volume::PackageJsonPath(volume_, appId));
+    EXPECT_EQ(testsupport::ReadFile(volume::DiskJsonPath(volume_)), document);
+    std::string expected = "\"derivation\" : \\[\\s*";
+    for (size_t i = 0; i < chain.size(); ++i)
+      expected += (i ? ",\\s*\"" : "\"") + std::regex_replace(platform::ToUtf8(chain[i]), std::regex("[{}]"), "\\$&") + "\"";
+    EXPECT_TRUE(std::regex_search(document, std::regex(expected + "\\s*\\]"))) << expected << "\n" << document;
+    std::wstring listed;
+    EXPECT_TRUE(GetVolumeIdFromVolumePath(volume_, listed));
+    EXPECT_EQ(listed, volumeId);
+    EXPECT_NE(document.find("\"guid\" : \"" + platform::ToUtf8(appId) + "\""), std::string::npos) << document;
+    chain.push_back(appId);
+  }
+}
+
+// A disk-level copy that cannot be made is tried five more times, a second
+// apart, before phase two gives up with -11.
+TEST_F(WholeCapture, DiskLevelCopyIsRetriedFiveTimes) {
+  Silent(true);
+  ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
+  const std::wstring appId = platform::Lower(kAppId);
+  RecordHive(appId);
+  // A folder where the copy goes: neither copied over nor deleted as a file.
+  ASSERT_TRUE(create_directory(volume::DiskJsonPath(volume_) + L"\\x"));
+  testsupport::RemoveTree(LogPath());
+
+  EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-11));
+  const std::wstring failed = Slashed(L" Copy File from " + volume::PackageJsonPath(volume_, appId) + L" to " +
+                                      volume::DiskJsonPath(volume_) + L" failed with error 5\n");
+  Lines expected{Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")"), failed};
+  for (int retry = 0; retry < 5; ++retry) {
+    expected.push_back(L" DeleteIfExists failed. Attempting to copy file.");
+    expected.push_back(failed);
+  }
+  expected.push_back(L"failed to make a disk level json copy");
+  EXPECT_EQ(Messages(L"wmain", true), expected);
+  EXPECT_FALSE(platform::PathExists(volume::MetaJsonZipPath(volume_)));
+  EXPECT_TRUE(platform::PathExists(Marker(L"tarnhold.slt")));  // kept for the next attempt
+}
+
+}  // namespace

@@ -1,0 +1,66 @@
+// Phase one answered by a packager at a terminal: the program runs on a
+// pseudo-terminal and reads the answers typed into it.
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "e2e/capture_fixture.h"
+
+namespace {
+
+// Runs the program on a new pseudo-terminal with input typed ahead; gives
+// its exit status and everything it wrote.
+int RunOnTerminal(const std::string& program, const std::vector<std::string>& arguments, const std::string& input,
+                  std::string& output) {
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child < 0) return -1;
+  if (child == 0) {
+    std::vector<char*> argv{const_cast<char*>(program.c_str())};
+    for (const auto& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    execv(program.c_str(), argv.data());
+    _exit(127);
+  }
+  if (write(terminal, input.data(), input.size()) != static_cast<ssize_t>(input.size())) return -1;
+  char buffer[4096];
+  for (ssize_t n; (n = read(terminal, buffer, sizeof buffer)) > 0;) output.append(buffer, static_cast<size_t>(n));
+  close(terminal);
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The answers file fills the dialog in; Enter keeps what it gave.
+TEST_F(PhaseOne, PackagerAnswersAtTheTerminal) {
+  testsupport::WriteFile(Marker(L"tarnhold.answers"), "Packager=jsmith\nNotes=from the file\n");
+  const std::string answers =
+      "c\n"          // Cancel the installation prompt,
+      "n\n"          // do not cancel the packaging,
+      "o\n"          // the installation is done
+      "y\n"          // and complete.
+      "Editor\n"     // Name
+      "2.1 beta\n"   // a version that is none,
+      "2.1.0\n"      // then one
+      "Text editor\n"
+      "\n"          // Packager as given
+      "first line\nsecond line\n\n"
+      "\n";          // the restart message
+  std::string output;
+  const int status = RunOnTerminal(platform::ToUtf8(Slashed(program_)), {"<phaseone>"}, answers, output);
+  EXPECT_EQ(status, 237) << output;  // -19 in 8 bits
+  for (const char* shown : {"Please install the application.", "Cancel Packaging?", "Installation complete?",
+                            "Finalize Package", "The version must be two to four numbers",
+                            "Packager [jsmith]", "[from the file]", "Restart required"})
+    EXPECT_NE(output.find(shown), std::string::npos) << shown << "\n" << output;
+
+  EXPECT_EQ(Messages(L"wmain", true), Lines{L"User has canceled the provisioning!"});
+  EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\notes.txt"),
+            "\xFF\xFE" + Utf16(L"first line\r\nsecond line"));
+  const std::wstring state = platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"));
+  EXPECT_EQ(state.rfind(L"/state:1]::[Editor]::[Text editor]::[jsmith]::[", 0), 0u) << platform::ToUtf8(state);
+  EXPECT_NE(state.find(L"]::[auto]::[2.1.0]::["), std::wstring::npos) << platform::ToUtf8(state);
+  EXPECT_EQ(AgentArguments(), (std::vector<std::vector<std::wstring>>{Recording(L"recordon"), Recording(L"recordoff")}));
+}
+
+}  // namespace
