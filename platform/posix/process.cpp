@@ -171,9 +171,37 @@ void NamedMutex::Release() {
   handle_ = -1;
 }
 
+namespace {
+
+bool IsFile(const std::wstring& path) {
+  uint32_t attributes = 0;
+  return GetAttributes(path, attributes) == 0 && !(attributes & 0x10);  // FILE_ATTRIBUTE_DIRECTORY
+}
+
+// CreateProcess without an application name reads an unquoted program path
+// with blanks ("C:\Program Files\a.exe x") by trying the text up to each
+// blank in turn; the first that names a file is the program.
+std::vector<std::wstring> SplitAsCreateProcess(const std::wstring& commandLine) {
+  std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
+  const size_t start = commandLine.find_first_not_of(L" \t");
+  if (start == std::wstring::npos || commandLine[start] == L'"') return arguments;
+  for (size_t blank = commandLine.find_first_of(L" \t", start); blank != std::wstring::npos;
+       blank = commandLine.find_first_of(L" \t", blank + 1)) {
+    const std::wstring program = commandLine.substr(start, blank - start);
+    if (program.find_first_of(L"\\/:") == std::wstring::npos || !IsFile(program)) continue;
+    // The rest splits as arguments, behind a stand-in program token.
+    std::vector<std::wstring> rest = SplitCommandLine(L"p " + commandLine.substr(blank + 1));
+    rest[0] = program;
+    return rest;
+  }
+  return arguments;
+}
+
+}  // namespace
+
 uint32_t RunProcess(const std::wstring& commandLine, uint32_t& exitCode, std::string* output,
                     const std::function<void(uint32_t, uint32_t)>* onStarted, uint32_t* waitStatus) {
-  const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
+  const std::vector<std::wstring> arguments = SplitAsCreateProcess(commandLine);
   if (arguments.empty() || arguments[0].empty()) return 2;
   const std::wstring& program = arguments[0];
   std::string native;

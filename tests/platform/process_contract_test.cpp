@@ -1,6 +1,7 @@
 // The process family against both backends.
 #include <gtest/gtest.h>
 
+#include "platform/files.h"
 #include "platform/process.h"
 #include "support/programs.h"
 #include "support/scratch.h"
@@ -87,6 +88,19 @@ TEST(ProcessContract, WaitsForTheProgramAndReadsItsExitCode) {
   calls = agent.Calls();
   ASSERT_EQ(calls.size(), 4u);
   EXPECT_TRUE(calls[3].arguments.empty());
+}
+
+TEST(ProcessContract, AnUnquotedProgramPathWithBlanksIsFound) {
+  // The archiver's command line names the agent's program unquoted.
+  testsupport::ScratchFolder folder;
+  ASSERT_EQ(MakeFolder(folder / L"Program Files"), 0u);
+  testsupport::StandInAgent agent(folder / L"Program Files\\agent.exe", 3, 0);
+  uint32_t code = 99;
+  ASSERT_EQ(RunProcess(agent.path() + L" a \"b c\"", code), 0u);
+  EXPECT_EQ(code, ExitCodeAsSeen(3));
+  const auto calls = agent.Calls();
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0].arguments, (std::vector<std::wstring>{L"a", L"b c"}));
 }
 
 TEST(ProcessContract, SessionNumberIsReadable) {
