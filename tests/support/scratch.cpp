@@ -29,6 +29,42 @@ ScratchFolder::~ScratchFolder() { RemoveTree(path_); }
 
 void RemoveTree(const std::wstring& path) { RemoveFolderTree(path); }
 
+namespace {
+void AddToSnapshot(const std::wstring& root, const std::wstring& relative, std::map<std::wstring, std::string>& tree) {
+  std::vector<platform::FindEntry> entries;
+  platform::FindFiles(root + relative + L"\\*", entries);
+  for (const auto& e : entries) {
+    if (e.name == L"." || e.name == L"..") continue;
+    const std::wstring path = relative + L"\\" + e.name;
+    if (e.attributes & platform::kAttrDirectory) {
+      tree[path] = "<folder>";
+      AddToSnapshot(root, path, tree);
+    } else {
+      tree[path] = ReadFile(root + path);
+    }
+  }
+}
+}  // namespace
+
+std::map<std::wstring, std::string> TreeSnapshot(const std::wstring& root) {
+  std::map<std::wstring, std::string> tree;
+  AddToSnapshot(root, L"", tree);
+  return tree;
+}
+
+std::vector<std::wstring> ChangedPaths(const std::map<std::wstring, std::string>& before,
+                                       const std::map<std::wstring, std::string>& after) {
+  std::vector<std::wstring> changed;
+  for (const auto& [path, bytes] : before) {
+    const auto found = after.find(path);
+    if (found == after.end() || found->second != bytes) changed.push_back(path);
+  }
+  for (const auto& [path, bytes] : after) {
+    if (!before.count(path)) changed.push_back(path);
+  }
+  return changed;
+}
+
 ScopedEnv::ScopedEnv(const std::wstring& name, const std::wstring& value) : name_(name) {
   hadPrevious_ = platform::GetEnv(name, previous_);
   platform::SetEnv(name, value);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,14 @@ class ScopedEnv {
 void DetachStandardInput();
 void WriteFile(const std::wstring& path, const std::string& bytes);
 std::string ReadFile(const std::wstring& path);
+// Every file and folder below root by its path relative to root, with a
+// file's bytes (a folder's value is "<folder>"): compared before and after
+// a run, it tells whatever the run changed.
+std::map<std::wstring, std::string> TreeSnapshot(const std::wstring& root);
+// The paths whose entry is in only one snapshot or differs between them
+// (paths only: the bytes of a program are too long to show).
+std::vector<std::wstring> ChangedPaths(const std::map<std::wstring, std::string>& before,
+                                       const std::map<std::wstring, std::string>& after);
 
 // A registry of the test's own: on Linux a fresh store (KESTREL_REGISTRY,
 // restored afterwards); on both a scratch key below HKLM\SOFTWARE\KestrelTest,

@@ -1,7 +1,9 @@
 // A whole silent capture on Linux: phase one, then phase two with the
 // package's hive and the real 7-Zip archiver in the agent's libs folder.
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <functional>
 #include <regex>
 
 #include "driver/resume_state.h"
@@ -31,6 +33,12 @@ class WholeCapture : public PhaseOne {
                                   "Windows Registry Editor Version 5.00\r\n\r\n"
                                   "[MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Editor]\r\n"
                                   "\"DisplayName\"=\"Editor\"\r\n");
+  }
+
+  // Entries of a snapshot whose first component is named as given (any case).
+  static bool Below(const std::wstring& path, const std::wstring& name) {
+    return platform::EqualsNoCase(path.substr(0, name.size() + 1), L"\\" + name) &&
+           (path.size() == name.size() + 1 || path[name.size() + 1] == L'\\');
   }
 
   testsupport::ScratchFolder thagent_;
@@ -114,7 +122,13 @@ TEST_F(WholeCapture, DiskLevelCopyIsRetriedFiveTimes) {
   ASSERT_TRUE(create_directory(volume::DiskJsonPath(volume_) + L"\\x"));
   testsupport::RemoveTree(LogPath());
 
+  auto before = testsupport::TreeSnapshot(volume_);
   EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-11));
+  // The state is read, then deleted; the package's document is written.
+  EXPECT_EQ(before.erase(L"\\kestrel.state"), 1u);
+  before[L"\\" + appId + L"\\metadata.json"] =
+      testsupport::ReadFile(volume::PackageJsonPath(volume_, appId));
+  EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{});
   const std::wstring failed = Slashed(L" Copy File from " + volume::PackageJsonPath(volume_, appId) + L" to " +
                                       volume::DiskJsonPath(volume_) + L" failed with error 5\n");
   Lines expected{Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")"), failed};
@@ -126,6 +140,93 @@ TEST_F(WholeCapture, DiskLevelCopyIsRetriedFiveTimes) {
   EXPECT_EQ(Messages(L"wmain", true), expected);
   EXPECT_FALSE(platform::PathExists(volume::MetaJsonZipPath(volume_)));
   EXPECT_TRUE(platform::PathExists(Marker(L"tarnhold.slt")));  // kept for the next attempt
+}
+
+// Each way phase two fails on a captured package or update: its code and
+// line, and nothing in the volume changed but what the steps before the
+// failure had to change (the state is deleted once read; an update whose
+// derivation fails has already moved the package to its new ids).
+TEST_F(WholeCapture, PhaseTwoFailuresLeaveTheVolumeAsItWas) {
+  const std::wstring first = platform::Lower(kAppId);
+  constexpr wchar_t kNewVolume[] = L"{11111111-2222-4333-8444-555555555555}";
+  constexpr wchar_t kNewApp[] = L"{AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE}";
+  const struct {
+    const char* what;
+    bool update, unprivileged, stateRead, moved;
+    std::function<void()> spoil;
+    int code;
+    const wchar_t* line;
+  } cases[] = {
+      {"not administrator", false, true, false, false, [] {}, -9,
+       L"Error: Administrative rights required to proceed!"},
+      {"no package hive", false, false, true, false,
+       [&] { testsupport::RemoveTree(volume::PackageHivePath(volume_, first)); }, -29,
+       L"ERROR : failed to load and unload hive"},
+      {"new package folder taken", true, false, true, false,
+       [&] { ASSERT_TRUE(create_directory(volume::PackageFolder(volume_, kNewApp) + L"\\x")); }, -22,
+       L"update case..failed to perform appid volid upgrade"},
+      {"previous document unreadable", true, false, true, true,
+       [&] { testsupport::WriteFile(volume::PackageJsonPath(volume_, first), "not a document"); }, -28,
+       L"update case..failed to build derivation chain"},
+  };
+  for (const auto& c : cases) {
+    for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
+    ASSERT_EQ(reg::SetString(parameters_, L"NewVolumeUUID", kVolumeId), 0u);
+    ASSERT_EQ(reg::SetString(parameters_, L"AppID", kAppId), 0u);
+    Silent(true);
+    ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19)) << c.what;
+    RecordHive(first);
+    if (c.update) {
+      ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u) << c.what;
+      Silent(true);
+      ASSERT_EQ(reg::SetString(parameters_, L"NewVolumeUUID", kNewVolume), 0u);
+      ASSERT_EQ(reg::SetString(parameters_, L"AppID", kNewApp), 0u);
+      ASSERT_EQ(Kestrel({L"<phaseone>", L"-update"}).exitCode, platform::ExitCodeAsSeen(-19)) << c.what;
+    }
+    c.spoil();
+    testsupport::RemoveTree(LogPath());
+    auto before = testsupport::TreeSnapshot(volume_);
+
+    RunResult result;
+    if (c.unprivileged) {
+      // Everything the program reads is readable by anyone; only the log's
+      // folder is writable, so that the refusal can be told.
+      ASSERT_TRUE(create_directory(agent_ + L"\\Logs"));
+      ASSERT_EQ(chmod(platform::ToUtf8(Slashed(agent_ + L"\\Logs")).c_str(), 0777), 0);
+      result = testsupport::Run(L"/usr/bin/setpriv", {L"--reuid=65534", L"--regid=65534", L"--clear-groups",
+                                                      L"--inh-caps=-all", Slashed(program_), L"<phasetwo>"});
+    } else {
+      result = Kestrel({L"<phasetwo>"});
+    }
+    EXPECT_EQ(result.exitCode, platform::ExitCodeAsSeen(c.code)) << c.what << "\n" << result.output;
+    const Lines lines = Messages(L"wmain", true);
+    ASSERT_FALSE(lines.empty()) << c.what;
+    EXPECT_EQ(lines.back(), c.line) << c.what;
+    EXPECT_TRUE(platform::PathExists(Marker(L"tarnhold.slt"))) << c.what;
+
+    if (c.stateRead) EXPECT_EQ(before.erase(L"\\kestrel.state"), 1u) << c.what;
+    auto after = testsupport::TreeSnapshot(volume_);
+    if (c.moved) {
+      // The package's files, byte for byte, under the new AppId; the
+      // application lists now name the new ids.
+      std::map<std::wstring, std::string> moved;
+      for (auto& [path, bytes] : before) {
+        const bool below = Below(path, first);
+        moved[below ? L"\\" + std::wstring(kNewApp) + path.substr(first.size() + 1) : path] = bytes;
+      }
+      before = moved;
+      const auto replaced = [](std::string text, const std::wstring& from, const std::wstring& to) {
+        const std::string was = Utf16(from), is = Utf16(to);
+        for (size_t at = 0; (at = text.find(was, at)) != std::string::npos; at += is.size()) text.replace(at, was.size(), is);
+        return text;
+      };
+      for (auto& [path, bytes] : before) {
+        if (path.size() < 10 || path.substr(path.size() - 10) != L"\\_meta.yml") continue;
+        bytes = replaced(replaced(bytes, kVolumeId, kNewVolume), first, kNewApp);
+      }
+    }
+    EXPECT_EQ(testsupport::ChangedPaths(before, after), Lines{}) << c.what;
+  }
 }
 
 }  // namespace
