@@ -74,9 +74,11 @@ class Spinner {
     platform::ConsoleFlush();
   }
   bool Running() const { return thread_.joinable(); }
+  // Drawn at once: the work may end before the next turn.
   void SetFooter(const std::wstring& text) {
     std::lock_guard<std::mutex> lock(mutex_);
     footer_ = text;
+    Draw();
   }
   ~Spinner() { Stop(); }
 
@@ -89,18 +91,22 @@ class Spinner {
           std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
       {
         std::lock_guard<std::mutex> lock(mutex_);
-        platform::ConsoleWrite(L"\r\x1b[K" + std::wstring(1, kFrames[frame % 4]) + L" " + std::to_wstring(seconds) +
-                               L" s" + (footer_.empty() ? L"" : L"  " + footer_));
-        platform::ConsoleFlush();
+        turn_ = std::wstring(1, kFrames[frame % 4]) + L" " + std::to_wstring(seconds) + L" s";
+        Draw();
       }
       std::this_thread::sleep_for(std::chrono::milliseconds(125));
     }
   }
 
+  void Draw() {  // under mutex_
+    platform::ConsoleWrite(L"\r\x1b[K" + turn_ + (footer_.empty() ? L"" : L"  " + footer_));
+    platform::ConsoleFlush();
+  }
+
   std::atomic<bool> running_{false};
   std::thread thread_;
   std::mutex mutex_;
-  std::wstring footer_;
+  std::wstring turn_, footer_;
 };
 
 Spinner g_spinner;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <thread>
 
 #include "e2e/capture_fixture.h"
 
@@ -78,6 +79,24 @@ TEST_F(PhaseOne, ProgressFormSpinsOnATerminal) {
   EXPECT_NE(output.find("Finalizing package...\r\n\r\x1b[K| 0 s"), std::string::npos) << output;
   EXPECT_NE(output.find("/ 1 s"), std::string::npos) << output;
   EXPECT_EQ(output.substr(output.size() - 4), "\r\x1b[K") << output;
+}
+
+// On a terminal the silent wait's marker and time ride on the spinner line
+// instead of a line per poll.
+TEST_F(PhaseOne, SilentWaitShowsTheMarkerOnTheSpinnerLine) {
+  Silent(false);
+  testsupport::WriteFile(Marker(L"tarnhold.answers"), "Name=Editor\nVersion=2.1\n");
+  std::thread installer([this] {
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    testsupport::WriteFile(Marker(L"tarnhold.p1"), "");
+  });
+  std::string output;
+  const int status = RunOnTerminal(platform::ToUtf8(Slashed(program_)), {"<phaseone>"}, "", output);
+  installer.join();
+  EXPECT_EQ(status, 237) << output;
+  const std::string waited = "[Silent mode] waiting for \"" + platform::ToUtf8(Marker(L"tarnhold.p1")) + "\": 5 s";
+  EXPECT_NE(output.find(" s  " + waited), std::string::npos) << output;
+  EXPECT_EQ(output.find(waited + "\r\n"), std::string::npos) << output;
 }
 
 }  // namespace
