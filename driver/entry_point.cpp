@@ -41,6 +41,8 @@ int ShowMessage(const std::vector<std::wstring>& arguments) {
   switch (type) {
     case 0:
       CHelperDlgs::ShowUserDialog(103, 119, 118, nullptr, DialogIcon::Information, DialogButtons::None, false);
+      // The form would vanish with the process at once; on a screen it stays long enough to be read.
+      CHelperDlgs::LingerProgress(3000);
       break;
     case 1:
       CHelperDlgs::ShowUserDialog(138, 120, 121, nullptr, DialogIcon::Information, DialogButtons::Ok, true);

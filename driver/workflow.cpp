@@ -123,7 +123,11 @@ int AwaitInstallation(const CaptureRun& run) {
       Note(L"[Silent mode] Waiting for provisioning to complete (indication file " + Quoted(marker) + L")",
            __LINE__);
       const uint64_t limit = SilentTimeoutSeconds();
-      if (!WaitForIndicationFile(marker, kIndicationPollMs, limit * 1000)) {
+      // Whoever looks at the machine sees what the capture waits for.
+      CHelperDlgs::ShowUserDialog(103, 106, 140, &marker, DialogIcon::Information, DialogButtons::None, false);
+      const bool created = WaitForIndicationFile(marker, kIndicationPollMs, limit * 1000);
+      CHelperDlgs::CloseProgress();
+      if (!created) {
         Note(L"[Silent mode] Indication file not created within KESTREL_SILENT_TIMEOUT=" + std::to_wstring(limit) +
                  L" s: capture stopped",
              __LINE__);
@@ -244,9 +248,8 @@ bool WaitForIndicationFile(const std::wstring& path, uint32_t intervalMs, uint64
     const uint64_t step = limitMs == 0 ? intervalMs : std::min<uint64_t>(intervalMs, limitMs - waited);
     platform::SleepMs(static_cast<uint32_t>(step));
     waited += step;
-    platform::ConsoleWrite(L"[Silent mode] waiting for " + Quoted(path) + L": " + std::to_wstring(waited / 1000) +
-                           L" s\n");
-    platform::ConsoleFlush();
+    CHelperDlgs::SetProgressFooter(L"[Silent mode] waiting for " + Quoted(path) + L": " +
+                                   std::to_wstring(waited / 1000) + L" s");
   }
   return true;
 }
@@ -282,6 +285,7 @@ int RunPhaseOne(CaptureRun& run) {
     return exit_code::kProfileFailed;
   }
   Record(run, false);
+  CHelperDlgs::CloseProgress();
   if (!SaveState(run.stateFilePath, run.state)) {
     Note(L"failed to save state to file", __LINE__);
     return exit_code::kStateNotSaved;
@@ -351,6 +355,7 @@ int RunPhaseTwo(CaptureRun& run) {
     Note(L"failed to zip metadata", __LINE__);
     return exit_code::kMetadataFailed;
   }
+  CHelperDlgs::CloseProgress();
   if (run.flags.silent) DeleteSilentMarkers();
   platform::SleepMs(20);
   return exit_code::kDone;
@@ -366,5 +371,7 @@ int RunCapture(CaptureRun& run) {
   run.stateFilePath = volume::StateFilePath(run.volumePath);
   run.notesFilePath = volume::NotesFilePath(run.volumePath);
   run.state.volumePath = run.volumePath;
-  return run.flags.phaseTwo ? RunPhaseTwo(run) : RunPhaseOne(run);
+  const int code = run.flags.phaseTwo ? RunPhaseTwo(run) : RunPhaseOne(run);
+  CHelperDlgs::CloseProgress();  // a failure may leave it open
+  return code;
 }

@@ -50,4 +50,13 @@ class CHelperDlgs {
   // shown, or kDialogNotShown.
   static int ShowUserDialog(int titleId, int headingId, int bodyId, const std::wstring* argument,
                             DialogIcon icon, DialogButtons buttons, bool modal);
+  // The non-modal progress form stays up, animated, until this closes it;
+  // closing when none is open does nothing.
+  static void CloseProgress();
+  // Keeps a progress form that is on a screen up for ms so that it can be
+  // read, then closes it; returns at once when none is.
+  static void LingerProgress(unsigned ms);
+  // The progress form's footer line (what a wait waits for and for how
+  // long); without an open form it goes to the console.
+  static void SetProgressFooter(const std::wstring& text);
 };

@@ -1,6 +1,13 @@
 // The packager's messages on the terminal. A question is asked only when
 // someone can answer on standard input; otherwise it is reported as not
 // shown, so that nothing ever waits forever.
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <thread>
+
 #include "platform/console.h"
 #include "platform/text.h"
 #include "ui/dialogs.h"
@@ -45,14 +52,96 @@ int Ask(DialogButtons buttons) {
 
 void InitializeUserInterface() {}
 
+namespace {
+
+// The progress form on a terminal: one line redrawn in place with a turning
+// spinner, the time taken and the footer. Only on a terminal: redirected
+// output gets the form's text once and nothing more.
+class Spinner {
+ public:
+  void Start() {
+    Stop();
+    running_ = true;
+    thread_ = std::thread([this] { Run(); });
+  }
+  void Stop() {
+    if (!thread_.joinable()) return;
+    running_ = false;
+    thread_.join();
+    std::lock_guard<std::mutex> lock(mutex_);
+    footer_.clear();
+    platform::ConsoleWrite(L"\r\x1b[K");
+    platform::ConsoleFlush();
+  }
+  bool Running() const { return thread_.joinable(); }
+  // Drawn at once: the work may end before the next turn.
+  void SetFooter(const std::wstring& text) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    footer_ = text;
+    Draw();
+  }
+  ~Spinner() { Stop(); }
+
+ private:
+  void Run() {
+    static constexpr wchar_t kFrames[] = L"|/-\\";
+    const auto start = std::chrono::steady_clock::now();
+    for (unsigned frame = 0; running_; ++frame) {
+      const auto seconds =
+          std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
+      {
+        std::lock_guard<std::mutex> lock(mutex_);
+        turn_ = std::wstring(1, kFrames[frame % 4]) + L" " + std::to_wstring(seconds) + L" s";
+        Draw();
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(125));
+    }
+  }
+
+  void Draw() {  // under mutex_
+    platform::ConsoleWrite(L"\r\x1b[K" + turn_ + (footer_.empty() ? L"" : L"  " + footer_));
+    platform::ConsoleFlush();
+  }
+
+  std::atomic<bool> running_{false};
+  std::thread thread_;
+  std::mutex mutex_;
+  std::wstring turn_, footer_;
+};
+
+Spinner g_spinner;
+
+}  // namespace
+
+void CHelperDlgs::CloseProgress() { g_spinner.Stop(); }
+
+void CHelperDlgs::LingerProgress(unsigned ms) {
+  if (!g_spinner.Running()) return;
+  std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+  g_spinner.Stop();
+}
+
+void CHelperDlgs::SetProgressFooter(const std::wstring& text) {
+  if (g_spinner.Running()) {
+    g_spinner.SetFooter(text);
+    return;
+  }
+  platform::ConsoleWrite(text + L"\n");
+  platform::ConsoleFlush();
+}
+
 int CHelperDlgs::ShowUserDialog(int titleId, int headingId, int bodyId, const std::wstring* argument,
                                 DialogIcon icon, DialogButtons buttons, bool modal) {
   const std::wstring body = FillBody(LoadStringId(bodyId), argument);
   std::wstring text = L"[" + std::wstring(IconWord(icon)) + L"] " + LoadStringId(titleId) + L"\n" +
                       LoadStringId(headingId) + L"\n" + TerminalText(body) + L"\n";
+  CloseProgress();
   platform::ConsoleWrite(text);
   platform::ConsoleFlush();
-  if (!modal || buttons == DialogButtons::None) return kDialogOk;
+  if (!modal || buttons == DialogButtons::None) {
+    if (isatty(STDOUT_FILENO)) g_spinner.Start();
+    return kDialogOk;
+  }
   if (!platform::ConsoleIsInteractive()) {
     // An acknowledgement needs no one; a question does.
     return buttons == DialogButtons::Ok ? kDialogOk : kDialogNotShown;
@@ -90,6 +179,7 @@ bool AskNotes(std::wstring& notes) {
 }  // namespace
 
 bool CDescriptionDlg::Show(PackageDescription& answers) {
+  CHelperDlgs::CloseProgress();  // the spinner would write over the questions
   if (!platform::ConsoleIsInteractive()) return false;
   PackageDescription edited = answers;
   platform::ConsoleWrite(L"Finalize Package\n");

@@ -4,6 +4,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <thread>
+
 #include "e2e/capture_fixture.h"
 
 namespace {
@@ -53,6 +56,9 @@ TEST_F(PhaseOne, PackagerAnswersAtTheTerminal) {
                             "Finalize Package", "The version must be two to four numbers",
                             "Packager [jsmith]", "[from the file]", "Restart required"})
     EXPECT_NE(output.find(shown), std::string::npos) << shown << "\n" << output;
+  // The analysis spins under its form; the line is cleared before the questions.
+  EXPECT_NE(output.find("please wait.\r\n\r\x1b[K| 0 s"), std::string::npos) << output;
+  EXPECT_NE(output.find("\r\x1b[KFinalize Package"), std::string::npos) << output;
 
   EXPECT_EQ(Messages(L"wmain", true), Lines{L"User has canceled the provisioning!"});
   EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\notes.txt"),
@@ -61,6 +67,36 @@ TEST_F(PhaseOne, PackagerAnswersAtTheTerminal) {
   EXPECT_EQ(state.rfind(L"/state:1]::[Editor]::[Text editor]::[jsmith]::[", 0), 0u) << platform::ToUtf8(state);
   EXPECT_NE(state.find(L"]::[auto]::[2.1.0]::["), std::wstring::npos) << platform::ToUtf8(state);
   EXPECT_EQ(AgentArguments(), (std::vector<std::vector<std::wstring>>{Recording(L"recordon"), Recording(L"recordoff")}));
+}
+
+// The progress form of -message 0 spins on a terminal long enough to be
+// read, then clears its line; elsewhere it returns at once (message tests).
+TEST_F(PhaseOne, ProgressFormSpinsOnATerminal) {
+  std::string output;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(RunOnTerminal(platform::ToUtf8(Slashed(program_)), {"-message", "0"}, "", output), 0);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2900));
+  EXPECT_NE(output.find("Finalizing package...\r\n\r\x1b[K| 0 s"), std::string::npos) << output;
+  EXPECT_NE(output.find("/ 1 s"), std::string::npos) << output;
+  EXPECT_EQ(output.substr(output.size() - 4), "\r\x1b[K") << output;
+}
+
+// On a terminal the silent wait's marker and time ride on the spinner line
+// instead of a line per poll.
+TEST_F(PhaseOne, SilentWaitShowsTheMarkerOnTheSpinnerLine) {
+  Silent(false);
+  testsupport::WriteFile(Marker(L"tarnhold.answers"), "Name=Editor\nVersion=2.1\n");
+  std::thread installer([this] {
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    testsupport::WriteFile(Marker(L"tarnhold.p1"), "");
+  });
+  std::string output;
+  const int status = RunOnTerminal(platform::ToUtf8(Slashed(program_)), {"<phaseone>"}, "", output);
+  installer.join();
+  EXPECT_EQ(status, 237) << output;
+  const std::string waited = "[Silent mode] waiting for \"" + platform::ToUtf8(Marker(L"tarnhold.p1")) + "\": 5 s";
+  EXPECT_NE(output.find(" s  " + waited), std::string::npos) << output;
+  EXPECT_EQ(output.find(waited + "\r\n"), std::string::npos) << output;
 }
 
 }  // namespace
