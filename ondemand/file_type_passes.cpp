@@ -82,11 +82,6 @@ void LogChildKeys(const wchar_t* function, const std::wstring& path, uint32_t er
            static_cast<long>(error));
 }
 
-bool ExistsAsFile(const std::wstring& path) {
-  uint32_t attributes = 0;
-  return platform::GetAttributes(path, attributes) == 0 && !(attributes & platform::kAttrDirectory);
-}
-
 std::wstring FileNameOf(const std::wstring& path) {
   const size_t slash = path.find_last_of(L"\\/");
   return slash == std::wstring::npos ? path : path.substr(slash + 1);
@@ -334,7 +329,7 @@ bool COnDemandMVPackage::ShellNewTemplate(const std::wstring& value, std::wstrin
     return false;
   }
   if (!InsidePackageRoot(source, kFunction, L"ShellNew template")) return false;
-  if (!ExistsAsFile(source)) {
+  if (!platform::FileExists(source)) {
     PrintLog(L"LOG: %s: ShellNew template %s is not in the package.\r\n", kFunction, source.c_str());
     return false;
   }
@@ -521,7 +516,7 @@ bool COnDemandMVPackage::CommandTarget(const std::wstring& command, const std::w
   if (first.find_first_of(L"\\/:") == std::wstring::npos) {
     for (const auto& folder : packagePath_) {
       const std::wstring candidate = folder + L"\\" + first;
-      if (ExistsAsFile(candidate) && InsidePackageRoot(candidate, nullptr, nullptr)) {
+      if (platform::FileExists(candidate) && InsidePackageRoot(candidate, nullptr, nullptr)) {
         file = candidate;
         return true;
       }
@@ -531,7 +526,7 @@ bool COnDemandMVPackage::CommandTarget(const std::wstring& command, const std::w
   std::wstring mapped;
   if (!MapIntoPackage(whole ? executable : first, kFunction, L"Target", mapped)) return false;
   if (!whole) mapped += executable.substr(first.size());
-  if (whole ? !ExistsAsFile(mapped) : !(SanitizePath(mapped) && ExistsAsFile(mapped))) return noFile();
+  if (whole ? !platform::FileExists(mapped) : !(SanitizePath(mapped) && platform::FileExists(mapped))) return noFile();
   if (HoldsInvalidNameCharacter(mapped)) return noFile();
   if (!InsidePackageRoot(mapped, kFunction, L"Target")) return false;
   file = mapped;

@@ -33,11 +33,6 @@ std::wstring StemOf(const std::wstring& path) {
   return name;
 }
 
-bool ExistsAsFile(const std::wstring& path) {
-  uint32_t attributes = 0;
-  return platform::GetAttributes(path, attributes) == 0 && !(attributes & platform::kAttrDirectory);
-}
-
 }  // namespace
 
 COnDemandMVPackage::COnDemandMVPackage(const CaptureRun& run, const std::wstring& packageGuid)
@@ -205,7 +200,7 @@ bool COnDemandMVPackage::FillIconInfoStruct(const CShellLinkDetails& details, Ic
   if (IsFileInside(icon.path)) return true;
 
   std::wstring candidate = PackageSideCandidate(icon.path);
-  if (!ExistsAsFile(candidate) && !(SwapProgramFiles(candidate, kFunction) && ExistsAsFile(candidate))) {
+  if (!platform::FileExists(candidate) && !(SwapProgramFiles(candidate, kFunction) && platform::FileExists(candidate))) {
     PrintLog(L"LOG: %s: Icon file path %s also does not exist for icon %s.\r\n", kFunction, candidate.c_str(),
              icon.path.c_str());
     return true;
@@ -302,7 +297,7 @@ bool COnDemandMVPackage::SanitizePath(std::wstring& path) {
   if (HoldsEnvironmentReference(path)) return false;
   for (size_t space = path.find(L' '); space != std::wstring::npos; space = path.find(L' ', space + 1)) {
     const std::wstring prefix = path.substr(0, space);
-    if (ExistsAsFile(prefix)) {
+    if (platform::FileExists(prefix)) {
       path = prefix;
       PrintLog(L"LOG: %ls : Path after sanitizing [%ls]) \n", L"COnDemandMVPackage::SanitizePath", path.c_str());
       return true;
@@ -334,7 +329,7 @@ std::wstring COnDemandMVPackage::PackageSideCandidate(const std::wstring& path) 
 }
 
 bool COnDemandMVPackage::IsFileInside(const std::wstring& path) const {
-  return ExistsAsFile(path) && InsidePackageRoot(path, nullptr, nullptr);
+  return platform::FileExists(path) && InsidePackageRoot(path, nullptr, nullptr);
 }
 
 bool COnDemandMVPackage::InsidePackageRoot(const std::wstring& path, const wchar_t* function,

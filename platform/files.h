@@ -52,6 +52,8 @@ uint32_t GetAttributes(const std::wstring& path, uint32_t& attributes);
 uint32_t LongPathName(const std::wstring& path, std::wstring& longPath);
 uint32_t SetAttributes(const std::wstring& path, uint32_t attributes);
 bool PathExists(const std::wstring& path);
+// An existing file, not a folder.
+bool FileExists(const std::wstring& path);
 uint32_t GetSize(const std::wstring& path, uint64_t& size);
 
 // The volume name "\\?\Volume{GUID}\" of the volume mounted at mountPoint,

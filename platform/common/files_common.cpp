@@ -16,6 +16,11 @@ File& File::operator=(File&& other) noexcept {
   return *this;
 }
 
+bool FileExists(const std::wstring& path) {
+  uint32_t attributes = 0;
+  return GetAttributes(path, attributes) == 0 && !(attributes & kAttrDirectory);
+}
+
 uint32_t ReadWholeFile(const std::wstring& path, std::string& bytes) {
   File file;
   uint32_t error = file.Open(path, OpenMode::Read);

@@ -173,11 +173,6 @@ void NamedMutex::Release() {
 
 namespace {
 
-bool IsFile(const std::wstring& path) {
-  uint32_t attributes = 0;
-  return GetAttributes(path, attributes) == 0 && !(attributes & 0x10);  // FILE_ATTRIBUTE_DIRECTORY
-}
-
 // CreateProcess without an application name reads an unquoted program path
 // with blanks ("C:\Program Files\a.exe x") by trying the text up to each
 // blank in turn; the first that names a file is the program.
@@ -188,7 +183,7 @@ std::vector<std::wstring> SplitAsCreateProcess(const std::wstring& commandLine) 
   for (size_t blank = commandLine.find_first_of(L" \t", start); blank != std::wstring::npos;
        blank = commandLine.find_first_of(L" \t", blank + 1)) {
     const std::wstring program = commandLine.substr(start, blank - start);
-    if (program.find_first_of(L"\\/:") == std::wstring::npos || !IsFile(program)) continue;
+    if (program.find_first_of(L"\\/:") == std::wstring::npos || !FileExists(program)) continue;
     // The rest splits as arguments, behind a stand-in program token.
     std::vector<std::wstring> rest = SplitCommandLine(L"p " + commandLine.substr(blank + 1));
     rest[0] = program;
