@@ -69,14 +69,6 @@ TEST_F(LogFile, TextBeyondAsciiIsUtf16) {
             std::string("f\0@\0" "1\0:\0 \0c\0a\0f\0\xe9\0 \0\xac\x20 \0\x3d\xd8\x00\xde\n\0", 30));
 }
 
-TEST_F(LogFile, ReopeningAppendsWithoutASecondMark) {
-  Log(0, L"first", L"f", 1);
-  CloseLog();
-  OpenLog();
-  Log(0, L"second", L"f", 2);
-  ExpectEntries({L"f@1: first\n", L"f@2: second\n"});
-}
-
 TEST_F(LogFile, AnEmptyExistingFileGetsItsMark) {
   CloseLog();
   testsupport::WriteFile(Path(), "");
