@@ -17,7 +17,7 @@ namespace {
 // the volume is copied there, program left out, to be compared with the
 // Linux build's.
 TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
-  CaptureOnce();
+  ASSERT_NO_FATAL_FAILURE(CaptureOnce());
   const std::wstring appId = platform::Lower(kAppId);
   EXPECT_EQ(Messages(L"wmain", true),
             (Lines{Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")"),

@@ -190,7 +190,9 @@ TEST_F(PhaseOne, PhaseTwoWithoutWhatPhaseOneLeavesStops) {
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(), c.line);
     // The state is gone once read; nothing else changes.
-    if (c.state) EXPECT_EQ(before.erase(L"\\kestrel.state"), 1u);
+    if (c.state) {
+      EXPECT_EQ(before.erase(L"\\kestrel.state"), 1u);
+    }
     EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{}) << platform::ToUtf8(c.line);
   }
 }

@@ -29,7 +29,7 @@ FileHolder::FileHolder(const std::wstring& file, const std::wstring& markerFolde
   std::wstring program = BuiltProgram(L"kestrel_file_holder");
   program.replace(program.rfind(L"\\..\\bin\\"), 8, L"\\");  // beside the tests
   thread_ = std::thread([this, program, file] {
-    platform::RunProcess(platform::JoinCommandLine({program, file, ready_, release_}), exitCode_);
+    platform::RunProcess(platform::JoinCommandLine({program, L"--unshared", file, ready_, release_}), exitCode_);
   });
   for (int i = 0; i < 300 && !platform::PathExists(ready_); ++i) platform::SleepMs(100);
 }

@@ -25,7 +25,7 @@ RunResult Run(const std::wstring& program, const std::vector<std::wstring>& argu
 namespace testsupport {
 
 // kestrel_file_holder (beside the test programs) holding file shared with no
-// one, from construction until destruction.
+// one (on Windows), from construction until destruction.
 class FileHolder {
  public:
   FileHolder(const std::wstring& file, const std::wstring& markerFolder);

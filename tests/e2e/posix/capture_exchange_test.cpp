@@ -42,7 +42,7 @@ TEST_F(WholeCapture, VolumeFilesAreTheSameOnBothBackends) {
   if (!platform::PathExists(windowsTests)) {
     GTEST_SKIP() << "the Windows build is needed (make build-windows): " << platform::ToUtf8(windowsTests);
   }
-  CaptureOnce();
+  ASSERT_NO_FATAL_FAILURE(CaptureOnce());
   testsupport::ScratchFolder shared;
   const auto result =
       testsupport::RunWindowsTests(L"WholeCapture.SilentCaptureEndsWithTheDocumentItsCopyAndTheZip",
