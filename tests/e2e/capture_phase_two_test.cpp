@@ -195,7 +195,9 @@ TEST_F(WholeCapture, PhaseTwoFailuresLeaveTheVolumeAsItWas) {
     EXPECT_EQ(lines.back(), c.line) << c.what;
     EXPECT_TRUE(platform::PathExists(Marker(L"tarnhold.slt"))) << c.what;
 
-    if (c.stateRead) EXPECT_EQ(before.erase(L"\\kestrel.state"), 1u) << c.what;
+    if (c.stateRead) {
+      EXPECT_EQ(before.erase(L"\\kestrel.state"), 1u) << c.what;
+    }
     auto after = testsupport::TreeSnapshot(volume_);
     if (c.moved) {
       // The package's files, byte for byte, under the new AppId; the
