@@ -49,10 +49,7 @@ TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
 // package to the agent's new ids and carries the chain of the ones before.
 TEST_F(WholeCapture, UpdatesCarryTheDerivationChain) {
   const std::wstring first = platform::Lower(kAppId);
-  Silent(true);
-  ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
-  RecordHive(first);
-  ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
+  ASSERT_NO_FATAL_FAILURE(CaptureOnce());
 
   const std::wstring updates[][2] = {
       {L"{11111111-2222-4333-8444-555555555555}", L"{AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE}"},
