@@ -62,7 +62,7 @@ class Page {
 
   std::string Table(const std::vector<std::string>& heads, const std::vector<std::vector<std::string>>& rows) {
     std::string html = "<table><tr>";
-    for (const auto& head : heads) html += "<th>" + Escape(head) + "</th>";
+    for (const auto& head : heads) html += "<th>" + head + "</th>";
     html += "</tr>";
     for (const auto& row : rows) {
       html += "<tr>";
@@ -112,7 +112,9 @@ class Page {
     cJSON_ArrayForEach(copy, Member(identity, "metaYml"))
         rows.push_back({"VolumeID (_meta.yml, " + Escape(Text(copy, "copy")) + " copy)", Escape(Scalar(Member(copy, "volumeId")))});
     if (cJSON_IsObject(document)) rows.push_back({"appstack.volumeID", Escape(Text(document, "volumeID"))});
-    rows.push_back({"Notes", Escape(Scalar(Member(identity, "notes")))});
+    std::string notes = Escape(Scalar(Member(identity, "notes")));
+    for (size_t at = notes.find("\r\n"); at != std::string::npos; at = notes.find("\r\n", at)) notes.replace(at, 2, "<br>");
+    rows.push_back({"Notes", notes});
     const cJSON* marker = nullptr;
     cJSON_ArrayForEach(marker, Member(identity, "silentMarkers"))
         rows.push_back({"silent marker " + Escape(marker->string), Scalar(marker)});
@@ -175,12 +177,20 @@ class Page {
         cJSON_ArrayForEach(event, group) {
           const cJSON* member = nullptr;
           cJSON_ArrayForEach(member, event) {
-            if (std::find(heads.begin(), heads.end(), member->string) == heads.end()) heads.push_back(member->string);
+            if (std::find(heads.begin(), heads.end(), Escape(member->string)) == heads.end())
+              heads.push_back(Escape(member->string));
           }
         }
         cJSON_ArrayForEach(event, group) {
           std::vector<std::string> row;
-          for (const auto& head : heads) row.push_back(Escape(Scalar(Member(event, head.c_str()))));
+          const cJSON* member = nullptr;
+          for (const auto& head : heads) {
+            std::string cell;
+            cJSON_ArrayForEach(member, event) {
+              if (Escape(member->string) == head) cell = Escape(Scalar(member));
+            }
+            row.push_back(cell);
+          }
           rows.push_back(row);
         }
         html += Table(heads, rows);
