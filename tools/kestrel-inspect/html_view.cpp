@@ -9,8 +9,6 @@
 namespace inspect {
 namespace {
 
-const cJSON* Member(const cJSON* object, const char* name) { return cJSON_GetObjectItem(object, name); }
-
 std::string Escape(const std::string& text) {
   std::string out;
   for (char c : text) {
@@ -23,17 +21,6 @@ std::string Escape(const std::string& text) {
     }
   }
   return out;
-}
-
-std::string Scalar(const cJSON* node) {
-  if (cJSON_IsString(node)) return node->valuestring;
-  if (cJSON_IsNumber(node)) return std::to_string(static_cast<long long>(node->valuedouble));
-  if (cJSON_IsBool(node)) return cJSON_IsTrue(node) ? "yes" : "no";
-  if (!node || cJSON_IsNull(node)) return "";
-  char* printed = cJSON_PrintUnformatted(node);
-  std::string text = printed ? printed : "";
-  cJSON_free(printed);
-  return text;
 }
 
 constexpr char kStyle[] =

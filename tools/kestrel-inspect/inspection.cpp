@@ -66,21 +66,12 @@ cJSON* Add(cJSON* object, const char* member, const std::wstring& value) {
   return cJSON_AddStringToObject(object, member, U8(value).c_str());
 }
 
-// A member's text whether the document holds it as a string or a number
-// (target_app is a number, iconIndex a string).
+// An icon number or a target index: the document writes iconIndex as a
+// string and target_app as a number.
 bool ScalarText(const cJSON* node, std::string& text) {
-  if (cJSON_IsString(node)) {
-    text = node->valuestring;
-    return true;
-  }
-  if (cJSON_IsNumber(node)) {
-    text = std::to_string(static_cast<long long>(node->valuedouble));
-    return true;
-  }
-  return false;
+  text = Scalar(node);
+  return cJSON_IsString(node) || cJSON_IsNumber(node);
 }
-
-const cJSON* Member(const cJSON* object, const char* name) { return cJSON_GetObjectItem(object, name); }
 
 std::string Describe(const cJSON* item, const char* kind, int index) {
   const std::string name = Text(item, "name");
@@ -707,6 +698,18 @@ class Inspector {
 std::string Text(const cJSON* object, const char* member) {
   const cJSON* node = cJSON_GetObjectItem(object, member);
   return cJSON_IsString(node) ? node->valuestring : std::string();
+}
+
+std::string Scalar(const cJSON* node) {
+  if (!node) return "";
+  if (cJSON_IsString(node)) return node->valuestring;
+  if (cJSON_IsNumber(node)) return std::to_string(static_cast<long long>(node->valuedouble));
+  if (cJSON_IsBool(node)) return cJSON_IsTrue(node) ? "yes" : "no";
+  if (cJSON_IsNull(node)) return "-";
+  char* printed = cJSON_PrintUnformatted(node);
+  std::string text = printed ? printed : "";
+  cJSON_free(printed);
+  return text;
 }
 
 Inspection Inspect(const Options& options) { return Inspector(options).Run(); }

@@ -47,5 +47,10 @@ std::string HtmlView(const Inspection& inspection);
 
 // The text of a report string member; empty when it is missing.
 std::string Text(const cJSON* object, const char* member);
+// Any node as text: strings as they are, numbers whole, booleans yes/no,
+// null "-", nothing "", objects and arrays as compact JSON.
+std::string Scalar(const cJSON* node);
+// A member looked up as the product looks members up (any case).
+inline const cJSON* Member(const cJSON* object, const char* name) { return cJSON_GetObjectItem(object, name); }
 
 }  // namespace inspect

@@ -9,20 +9,6 @@ namespace {
 
 constexpr size_t kColumns = 80;
 
-const cJSON* Member(const cJSON* object, const char* name) { return cJSON_GetObjectItem(object, name); }
-
-// A scalar member as text: strings as they are, numbers whole, booleans as yes/no.
-std::string Scalar(const cJSON* node) {
-  if (cJSON_IsString(node)) return node->valuestring;
-  if (cJSON_IsNumber(node)) return std::to_string(static_cast<long long>(node->valuedouble));
-  if (cJSON_IsBool(node)) return cJSON_IsTrue(node) ? "yes" : "no";
-  if (cJSON_IsNull(node)) return "-";
-  char* printed = cJSON_PrintUnformatted(node);
-  std::string text = printed ? printed : "";
-  cJSON_free(printed);
-  return text;
-}
-
 // The members of an object as "name: value, name: value".
 std::string Members(const cJSON* object) {
   std::string text;
