@@ -60,13 +60,13 @@ class Inspect : public DocumentVolume {
   // The program's --json over the volume; the volume must not change.
   // A volume holding a 2 GiB file is not read into a snapshot.
   Result Run(bool snapshot = true, const std::vector<std::wstring>& extra = {}) {
-    const auto before = snapshot ? testsupport::TreeSnapshot(volume_ + L"\\") : std::map<std::wstring, std::string>{};
+    const auto before = snapshot ? Snapshot() : std::map<std::wstring, std::string>{};
     std::vector<std::wstring> arguments{volume_ + L"\\", L"--json", L"--disk", disk_};
     arguments.insert(arguments.end(), extra.begin(), extra.end());
     const testsupport::RunResult run = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), arguments);
     EXPECT_EQ(run.startError, 0u);
     if (snapshot)
-      EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_ + L"\\")), std::vector<std::wstring>{});
+      EXPECT_EQ(testsupport::ChangedPaths(before, Snapshot()), std::vector<std::wstring>{});
     Result result{run.exitCode, JsonTree(cJSON_Parse(run.output.c_str())), {}};
     EXPECT_TRUE(result.report) << run.output;
     const cJSON* check = nullptr;
@@ -75,6 +75,18 @@ class Inspect : public DocumentVolume {
         result.failed.insert(cJSON_GetStringValue(cJSON_GetObjectItem(check, "id")));
     }
     return result;
+  }
+
+  // What the volume holds: under Wine the volume is a drive's root, of
+  // which only the package's entries are taken.
+  std::map<std::wstring, std::string> Snapshot() {
+    std::map<std::wstring, std::string> tree;
+    for (const auto& folder : {volume::PackageFolder(volume_, kPackageId), volume::VolumeMetadataFolder(volume_)}) {
+      for (auto& [path, bytes] : testsupport::TreeSnapshot(folder)) tree[folder + path] = std::move(bytes);
+    }
+    for (const auto& file : {volume::StateFilePath(volume_), volume::NotesFilePath(volume_)})
+      tree[file] = platform::FileExists(file) ? testsupport::ReadFile(file) : "<none>";
+    return tree;
   }
 
   // Both copies of the document, changed as a tree and written again.

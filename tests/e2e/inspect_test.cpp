@@ -180,9 +180,11 @@ TEST_F(Inspect, CaptureReportGroupsEventsByKind) {
   const testsupport::ScratchFolder empty;
   const auto run = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), {empty.path(), L"--json"});
   EXPECT_EQ(run.exitCode, 0u) << run.output;
-  const auto missing = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), {empty / L"none"});
+  const auto missing = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), {empty / L"none", L"--json"});
   EXPECT_EQ(missing.exitCode, 2u) << missing.output;
-  EXPECT_NE(missing.output.find("is no folder that can be read"), std::string::npos) << missing.output;
+  const JsonTree refused(cJSON_Parse(missing.output.c_str()));
+  EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(refused.get(), "error")),
+               ("the volume " + platform::ToUtf8(empty / L"none") + " is no folder that can be read").c_str());
 }
 
 }  // namespace
