@@ -42,20 +42,30 @@ class Terminal {
   }
   void Wrap(size_t indent, const std::string& text) {
     std::string line(indent, ' ');
-    size_t start = 0;
-    bool first = true;
-    while (start <= text.size()) {
+    bool empty = true;  // nothing on the line but its indent
+    const auto flush = [&] {
+      out_ += line + "\n";
+      line = std::string(indent + 2, ' ');
+      empty = true;
+    };
+    for (size_t start = 0; start <= text.size();) {
       size_t end = text.find(' ', start);
       if (end == std::string::npos) end = text.size();
-      const std::string word = text.substr(start, end - start);
-      if (!first && Columns(line) + 1 + Columns(word) > kColumns && line.find_first_not_of(' ') != std::string::npos) {
-        out_ += line + "\n";
-        line = std::string(indent + 2, ' ');
-        first = true;
-      }
-      line += (first ? "" : " ") + word;
-      first = false;
+      std::string word = text.substr(start, end - start);
       start = end + 1;
+      if (!empty && Columns(line) + 1 + Columns(word) > kColumns) flush();
+      // A word longer than a line (a path) is cut after a separator.
+      while (Columns(line) + Columns(word) > kColumns) {
+        const size_t room = kColumns - Columns(line);
+        size_t cut = word.find_last_of("\\/", room - 1);
+        if (cut == std::string::npos || cut == 0) cut = room - 1;
+        while (cut > 0 && cut + 1 < word.size() && (static_cast<unsigned char>(word[cut + 1]) & 0xC0) == 0x80) --cut;
+        line += word.substr(0, cut + 1);
+        word.erase(0, cut + 1);
+        flush();
+      }
+      line += (empty ? "" : " ") + word;
+      empty = false;
     }
     out_ += line + "\n";
   }
