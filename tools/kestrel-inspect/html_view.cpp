@@ -223,10 +223,11 @@ class Page {
       const cJSON* targetApp = target && cJSON_IsNumber(target) ? cJSON_GetArrayItem(targets, target->valueint) : nullptr;
       rows.push_back({Icon(Member(shortcut, "iconIndex")), Escape(Text(shortcut, "name")),
                       "<code>" + Escape(Text(shortcut, "path")) + "</code>", "<code>" + Escape(Text(shortcut, "launch_id")) + "</code>",
-                      Escape(Text(shortcut, "description")),
+                      Escape(Text(shortcut, "description")), Escape(Text(shortcut, "publisher")),
+                      Escape(Text(shortcut, "product_version")),
                       target ? Escape(Scalar(target)) + (targetApp ? " " + Icon(Member(targetApp, "app_icon")) : "") : ""});
     }
-    html += "<h4>Shortcuts</h4>" + Table({"icon", "name", "path", "launch_id", "description", "target app"}, rows);
+    html += "<h4>Shortcuts</h4>" + Table({"icon", "name", "path", "launch_id", "description", "publisher", "version", "target app"}, rows);
 
     // File types with their ProgID's description, icon and verbs.
     rows.clear();

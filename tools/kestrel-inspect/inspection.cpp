@@ -324,8 +324,8 @@ class Inspector {
     if (!cJSON_IsObject(parsed.get())) {
       const char* at = cJSON_GetErrorPtr();
       const size_t offset = at && at >= text.data() && at <= text.data() + text.size() ? at - text.data() : 0;
-      Fail("metadata-parses", "metadata.json is no JSON object (parsing stopped at byte " +
-                                  std::to_string(offset + 3) + ")");
+      Fail("metadata-parses", "metadata.json is no JSON object (parsing stopped at byte " + std::to_string(offset) +
+                                  " of its text)");
     } else if (!cJSON_IsObject(appstack)) {
       Fail("metadata-parses", "metadata.json has no appstack object");
     }

@@ -139,7 +139,11 @@ std::string TerminalView(const cJSON* report) {
         t.Line(6, Text(shortcut, "name") + "  " + IconLabel(Member(shortcut, "iconIndex")) + "  " +
                       Text(shortcut, "path"));
         const cJSON* target = Member(shortcut, "target_app");
-        t.Line(8, "launch_id " + Text(shortcut, "launch_id") + (target ? "  target_app " + Scalar(target) : ""));
+        std::string more;
+        for (const char* member : {"publisher", "product_version"}) {
+          if (const cJSON* value = Member(shortcut, member)) more += std::string("  ") + member + " " + Scalar(value);
+        }
+        t.Line(8, "launch_id " + Text(shortcut, "launch_id") + (target ? "  target_app " + Scalar(target) : "") + more);
       }
       const cJSON* registrations = Member(bundle, "registrations");
       const cJSON* fta = Member(registrations, "fta");
