@@ -40,7 +40,6 @@ bool PassesThroughLink(const std::wstring& packageRoot, const std::wstring& belo
   }
 }
 
-
 // Where a DisplayIcon points: the file below the package root, and the
 // icon index, 0 unless the text behind the first comma is a single digit.
 struct IconSource {

@@ -3,8 +3,8 @@
 // the two texts that metadata.json repeats (disk.uniqueId, disk.creationTime).
 #pragma once
 
-#include <cstddef>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -86,4 +86,3 @@ uint32_t VhdFooterChecksum(const uint8_t* footer);
 uint32_t VhdFooterStoredChecksum(const uint8_t* footer);
 // The unique id as metadata.json names it (the platform's GUID layout).
 Guid VhdFooterUniqueId(const uint8_t* footer);
-
