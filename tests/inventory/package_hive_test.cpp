@@ -154,10 +154,13 @@ TEST_F(PackageHive, MountsUnderTheVolumesNameAndChecks) {
             Messages());
 }
 
-TEST_F(PackageHive, CheckFailsWithoutAHive) {
+TEST_F(PackageHive, CheckAndIconLookupFailWithoutAHive) {
   EXPECT_EQ(0, LoadHive(root_, appDir_));
-  EXPECT_EQ((std::vector<std::wstring>{L"ERROR: (" + hive_ + L") hive load failed (Error: 0x2)\n\n",
-                                       L"ERROR: LoadHive(...) failed.\n\n"}),
+  std::wstring icon;
+  EXPECT_FALSE(GetAppIconFromHive(root_, appDir_, L"App", icon));
+  const std::wstring missing = L"ERROR: (" + hive_ + L") hive load failed (Error: 0x2)\n\n";
+  EXPECT_EQ((std::vector<std::wstring>{missing, L"ERROR: LoadHive(...) failed.\n\n", missing,
+                                       L"ERROR: hive load failed.\n\n"}),
             Messages());
   // A volume that is not there has no name.
   EXPECT_EQ(0, LoadHive(volume_ / L"gone", appDir_));
@@ -210,14 +213,6 @@ TEST_F(PackageHive, ProductIconWhenThereIsNoDisplayIcon) {
   EXPECT_FALSE(GetAppIconFromHive(root_, appDir_, L"Nobody", icon));
   EXPECT_FALSE(Mounted());
   EXPECT_EQ(std::vector<std::wstring>{}, Messages());
-}
-
-TEST_F(PackageHive, IconLookupWithoutAHive) {
-  std::wstring icon;
-  EXPECT_FALSE(GetAppIconFromHive(root_, appDir_, L"App", icon));
-  EXPECT_EQ((std::vector<std::wstring>{L"ERROR: (" + hive_ + L") hive load failed (Error: 0x2)\n\n",
-                                       L"ERROR: hive load failed.\n\n"}),
-            Messages());
 }
 
 TEST_F(PackageHive, IconFileAndProgramIconAsBase64) {

@@ -3,6 +3,8 @@
 // for byte on both backends.
 #include <gtest/gtest.h>
 
+#include <cwchar>
+
 #include "ondemand/win32_shortcut.h"
 #include "platform/common/shell_link_format.h"
 #include "platform/files.h"
@@ -30,8 +32,7 @@ class ShortcutLog : public testing::Test {
                                                                         L"CShellLinkDetails::PopulateShellLinkDetails") {
     wchar_t hex[16];
     const uint32_t u = static_cast<uint32_t>(status);
-    for (int i = 0; i < 8; ++i) hex[i] = L"0123456789abcdef"[(u >> (28 - 4 * i)) & 0xF];
-    hex[8] = 0;
+    swprintf(hex, 16, L"%08x", u);
     return std::wstring(L"PrintLog@655: ERROR: ") + function + L": CWin32Shortcut::" + call + L"(.[0x" + hex + L"-" +
            platform::SystemErrorText(u) + L"].) failed.\n\n";
   }
