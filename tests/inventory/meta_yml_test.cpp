@@ -1,5 +1,4 @@
-// _meta.yml: the bytes of both copies, the readers and the in-place patches
-// (patching a whole package's copies is the end-to-end update's).
+// _meta.yml: the bytes of both copies, the readers and the in-place patches.
 #include <gtest/gtest.h>
 
 #include "inventory/meta_yml.h"
@@ -174,6 +173,26 @@ TEST_F(MetaYml, TheAppIdIsTheFolderNamedInBraces) {
   ASSERT_TRUE(GetAppid(volume_.path(), appId));
   EXPECT_EQ(appId, L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}");
   EXPECT_EQ(log_.Messages(), std::vector<std::wstring>(2, L"could not find AppId in the volume.\n"));
+}
+
+// Every matching line is patched, and nothing else; a copy without
+// application lines has nothing to patch, which is no failure.
+TEST_F(MetaYml, OverwritesPatchEveryMatchingLineAndNothingElse) {
+  const std::string before = Written({SampleEditor(), SampleEditor()});
+  const std::wstring volume = L"{11111111-2222-3333-4444-555555555555}";
+  ASSERT_TRUE(OverwriteApplicationIds(Path(), kNew));
+  ASSERT_TRUE(OverwriteVolumeIds(Path(), volume));
+  std::string expected = before;
+  for (const auto& [from, to] : {std::pair{kAppId, kNew}, {kVolumeId, volume.c_str()}}) {
+    const std::string a = platform::ToUtf16Le(from), b = platform::ToUtf16Le(to);
+    for (size_t at = expected.find(a); at != std::string::npos; at = expected.find(a, at + b.size()))
+      expected.replace(at, a.size(), b);
+  }
+  EXPECT_EQ(testsupport::ReadFile(Path()), expected);
+  const std::string header = Written({});
+  EXPECT_TRUE(OverwriteApplicationIds(Path(), kNew));
+  EXPECT_EQ(testsupport::ReadFile(Path()), header);
+  EXPECT_TRUE(log_.Messages().empty());
 }
 
 TEST_F(MetaYml, AHandEditedFileIsRefusedUntouched) {

@@ -343,7 +343,7 @@ class PrepareDiskTest : public DiskIdentityTest {
 };
 
 // The extension is checked before the file is opened; a preset GUID is
-// stamped, and without one each run makes its own.
+// stamped, and without one each run makes its own; a missing file says why.
 TEST_F(PrepareDiskTest, TheExtensionDecidesAndAPresetGuidIsStamped) {
   const std::string image = vhd::DynamicImage({});
   uint32_t error = 0;
@@ -377,6 +377,12 @@ TEST_F(PrepareDiskTest, TheExtensionDecidesAndAPresetGuidIsStamped) {
   EXPECT_EQ(GuidToText(GuidFromBytes(reinterpret_cast<const uint8_t*>(bytes.data() + 68)), GuidCase::Upper),
             DiskIdentity().uniqueId);
   EXPECT_TRUE(vhd::ChecksumVerifies(bytes.substr(0, 512)));
+
+  const std::wstring missing = scratch_ / L"missing.vhd";
+  EXPECT_FALSE(PrepareDiskIdentity(missing, error, sources_));
+  EXPECT_EQ(error, 2u);
+  EXPECT_EQ(log_.Entries().back(), L"PrintLog@655: ERROR: preparing vhd disk for identity: unable to open \"" +
+                                       missing + L"\": " + platform::ErrorDescription(2) + L"\n\n");
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include "document_volume.h"
-#include "metadata/json_file.h"
 #include "metadata/update.h"
 
 namespace {
