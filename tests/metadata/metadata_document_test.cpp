@@ -3,7 +3,6 @@
 // section; and damaged inputs, which are logged and never end the document.
 #include <gtest/gtest.h>
 
-#include <set>
 
 #include "document_volume.h"
 #include "metadata/default_icon.h"
@@ -47,28 +46,6 @@ TEST_F(MetadataDocument, WholeTextOfAPackage) {
   EXPECT_EQ(expected, text);
   EXPECT_FALSE(platform::PathExists(volume::CustomMetadataPath(volume_))) << "taken in, then deleted";
   EXPECT_FALSE(platform::PathExists(volume::CustomTagsPath(volume_)));
-
-  // Application and shortcut icons share the one icons object: every number
-  // used names exactly one icon, and count says how many there are.
-  const JsonTree tree = ParsedDocument(text, scratch_ / L"document.json");
-  const cJSON* icons = cJSON_GetObjectItem(cJSON_GetObjectItem(tree.get(), "appstack"), "icons");
-  const std::vector<std::string> keys = Keys(icons);
-  const std::set<std::string> distinct(keys.begin(), keys.end());
-  EXPECT_EQ(distinct.size(), keys.size());
-  const int count = std::atoi(cJSON_GetStringValue(cJSON_GetObjectItem(icons, "count")));
-  EXPECT_EQ(static_cast<size_t>(count) + 2, keys.size());
-  std::set<std::string> used;
-  const cJSON* item = nullptr;
-  cJSON_ArrayForEach(item, cJSON_GetObjectItem(Bundle0(tree), "apps")) {
-    used.insert(cJSON_GetStringValue(cJSON_GetObjectItem(item, "iconIndex")));
-  }
-  const cJSON* onDemand = cJSON_GetObjectItem(Bundle0(tree), "on_demand_data");
-  cJSON_ArrayForEach(item, cJSON_GetObjectItem(onDemand, "shortcuts")) {
-    used.insert(cJSON_GetStringValue(cJSON_GetObjectItem(item, "iconIndex")));
-  }
-  cJSON_ArrayForEach(item, cJSON_GetObjectItem(onDemand, "icon_indices")) used.insert(cJSON_GetStringValue(item));
-  EXPECT_EQ(used.size(), static_cast<size_t>(count)) << "both kinds of icon, numbered apart";
-  for (const auto& number : used) EXPECT_TRUE(distinct.count("icon" + number)) << number;
 }
 
 // The members the golden text does not show: the notes alone when they were
