@@ -40,18 +40,6 @@ bool PassesThroughLink(const std::wstring& packageRoot, const std::wstring& belo
   }
 }
 
-// The display name with every character but a-z, A-Z, 0-9, blank, "-", "."
-// and "_" replaced by "-", and ".ico".
-std::wstring IconFileName(const std::wstring& displayName) {
-  std::wstring name = displayName;
-  for (wchar_t& c : name) {
-    const bool kept = (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || (c >= L'0' && c <= L'9') ||
-                      c == L' ' || c == L'-' || c == L'.' || c == L'_';
-    if (!kept) c = L'-';
-  }
-  return name + L".ico";
-}
-
 // Where a DisplayIcon points: the file below the package root, and the
 // icon index, 0 unless the text behind the first comma is a single digit.
 struct IconSource {
@@ -192,7 +180,7 @@ bool write_appinfo_file(const std::wstring& hiveRoot, const std::vector<Installe
     if (!read_app_info(hiveRoot, entries[i], record, publishers)) continue;
     if (!record.displayIcon.empty() &&
         ExtractAppIcon(volume::PackageRoot(volumeRoot, entryAppId), record.displayIcon,
-                       volume::PackageIconPath(volumeRoot, entryAppId, IconFileName(record.displayName))))
+                       volume::PackageIconPath(volumeRoot, entryAppId, appinfo_file::IconFileName(record.displayName))))
       ++icons;
     records.push_back(record);
     ++recorded;
@@ -210,4 +198,14 @@ bool write_appinfo_file(const std::wstring& hiveRoot, const std::vector<Installe
   Report(foundation::Format(L"Recorded, total new apps installed: %d \ntotal icon files extracted: %d", recorded, icons),
          __LINE__);
   return written;
+}
+
+std::wstring appinfo_file::IconFileName(const std::wstring& displayName) {
+  std::wstring name = displayName;
+  for (wchar_t& c : name) {
+    const bool kept = (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || (c >= L'0' && c <= L'9') ||
+                      c == L' ' || c == L'-' || c == L'.' || c == L'_';
+    if (!kept) c = L'-';
+  }
+  return name + L".ico";
 }

@@ -23,5 +23,9 @@ namespace appinfo_file {
 // Whether a path below the package root stays inside it as written: no part
 // made of dots and blanks only ("..", "... "), which could climb out of it.
 bool StaysBelowRoot(const std::wstring& belowRoot);
+// The file name of an application's icon in the package's METADATA folder:
+// the display name with every character but a-z, A-Z, 0-9, blank, "-", "."
+// and "_" replaced by "-", and ".ico".
+std::wstring IconFileName(const std::wstring& displayName);
 
 }  // namespace appinfo_file

@@ -362,3 +362,26 @@ bool PrepareDiskIdentity(const std::wstring& path, uint32_t& error, const Identi
   FileDiskIo disk(file);
   return StampDiskIdentity(disk, path, guid, sources, error);
 }
+
+uint32_t ReadVhdFooters(const std::wstring& path, VhdFooters& footers) {
+  platform::File file;
+  uint32_t error = file.Open(path, platform::OpenMode::Read);
+  if (error == 0) error = file.Size(footers.size);
+  if (error != 0) return error;
+  if (footers.size < kFooterSize) return kErrorHandleEof;
+  for (const auto& [offset, bytes] : {std::pair{uint64_t{0}, footers.top.data()},
+                                      std::pair{footers.size - kFooterSize, footers.bottom.data()}}) {
+    size_t done = 0;
+    error = file.Seek(offset);
+    if (error == 0) error = file.Read(bytes, kFooterSize, done);
+    if (error == 0 && done != kFooterSize) error = kErrorHandleEof;
+    if (error != 0) return error;
+  }
+  return 0;
+}
+
+bool VhdFooterHasCookie(const uint8_t* footer) { return HasCookie(footer); }
+uint32_t VhdFooterDiskType(const uint8_t* footer) { return DiskType(footer); }
+uint32_t VhdFooterChecksum(const uint8_t* footer) { return FooterChecksum(footer); }
+uint32_t VhdFooterStoredChecksum(const uint8_t* footer) { return BigEndian32(footer + kChecksum); }
+Guid VhdFooterUniqueId(const uint8_t* footer) { return GuidFromBytes(footer + kUniqueId); }

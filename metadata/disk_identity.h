@@ -3,6 +3,7 @@
 // the two texts that metadata.json repeats (disk.uniqueId, disk.creationTime).
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -66,3 +67,22 @@ bool StampDiskIdentity(DiskIo& disk, const std::wstring& path, const Guid& guid,
 // error is a Win32 code: 32 when another process holds the file.
 bool PrepareDiskIdentity(const std::wstring& path, uint32_t& error,
                          const IdentitySources& sources = SystemIdentitySources());
+
+// A disk's footers as they are, read without writing anything: the copy a
+// dynamic or differencing disk keeps at its start, and the footer that ends
+// every VHD. The fields are taken as the stamping above writes them.
+struct VhdFooters {
+  uint64_t size = 0;
+  std::array<uint8_t, 512> top{}, bottom{};
+};
+// 0, or the Win32 error of opening or reading the file; a file shorter than
+// a footer gives 38.
+uint32_t ReadVhdFooters(const std::wstring& path, VhdFooters& footers);
+bool VhdFooterHasCookie(const uint8_t* footer);
+// 2 fixed, 3 dynamic, 4 differencing.
+uint32_t VhdFooterDiskType(const uint8_t* footer);
+// The checksum the footer's bytes give, and the one it holds.
+uint32_t VhdFooterChecksum(const uint8_t* footer);
+uint32_t VhdFooterStoredChecksum(const uint8_t* footer);
+// The unique id as metadata.json names it (the platform's GUID layout).
+Guid VhdFooterUniqueId(const uint8_t* footer);

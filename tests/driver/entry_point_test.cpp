@@ -1,47 +1,34 @@
 // The entry point in-process, with the capture and the disk post-processing
-// replaced, so that what it hands over can be inspected.
+// replaced, so that what it hands over can be inspected (the switches and
+// markers as the capture sees them are the end-to-end command line's).
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <stdexcept>
+#include <tuple>
 
 #include "driver/entry_point.h"
 #include "foundation/file_helpers.h"
 #include "foundation/log.h"
+#include "platform/text.h"
 #include "support/scratch.h"
 
 namespace {
 
-TEST(EntryPointParts, SwitchesCompareWholeAndWithoutCase) {
-  EXPECT_TRUE(SwitchIs(L"-PREPROV", L"-preProv"));
-  EXPECT_TRUE(SwitchIs(L"-O3", L"-o3"));
-  EXPECT_FALSE(SwitchIs(L"-o3x", L"-o3"));
-  EXPECT_FALSE(SwitchIs(L"-", L"-o3"));
-}
-
-TEST(EntryPointParts, MessageTypeReadsLikeTheRuntime) {
-  EXPECT_EQ(ParseDecimal(L"2"), 2);
-  EXPECT_EQ(ParseDecimal(L"  -3x"), -3);
-  EXPECT_EQ(ParseDecimal(L"+7"), 7);
-  EXPECT_EQ(ParseDecimal(L"x"), 0);
-  EXPECT_EQ(ParseDecimal(L""), 0);
-  EXPECT_EQ(ParseDecimal(L"99999999999"), INT_MAX);
-  EXPECT_EQ(ParseDecimal(L"-99999999999"), INT_MIN);
-}
-
-TEST(EntryPointParts, VolumePathValidation) {
+TEST(EntryPointParts, SwitchesMessageTypesAndVolumePaths) {
+  for (const auto& [text, name, same] : {std::tuple{L"-PREPROV", L"-preProv", true}, {L"-O3", L"-o3", true},
+                                         {L"-o3x", L"-o3", false}, {L"-", L"-o3", false}})
+    EXPECT_EQ(SwitchIs(text, name), same) << platform::ToUtf8(text);
+  // The message type reads like the C runtime's.
+  for (const auto& [text, value] : {std::pair{L"2", 2}, {L"  -3x", -3}, {L"+7", 7}, {L"x", 0}, {L"", 0},
+                                    {L"99999999999", INT_MAX}, {L"-99999999999", INT_MIN}})
+    EXPECT_EQ(ParseDecimal(text), value) << platform::ToUtf8(text);
   testsupport::ScratchFolder dir;
-  EXPECT_TRUE(IsValidVolumePath(L"E:"));
-  EXPECT_TRUE(IsValidVolumePath(L"z:"));
-  EXPECT_FALSE(IsValidVolumePath(L"1:"));
-  EXPECT_FALSE(IsValidVolumePath(L""));
-  EXPECT_FALSE(IsValidVolumePath(L"*"));
-  EXPECT_FALSE(IsValidVolumePath(L"?:"));
-  EXPECT_FALSE(IsValidVolumePath(L".\\vol"));
-  EXPECT_TRUE(IsValidVolumePath(dir.path()));
-  EXPECT_FALSE(IsValidVolumePath(dir / L"missing"));
   testsupport::WriteFile(dir / L"file", "x");
-  EXPECT_FALSE(IsValidVolumePath(dir / L"file"));
+  for (const auto& [path, valid] :
+       {std::pair{std::wstring(L"E:"), true}, {L"z:", true}, {L"1:", false}, {L"", false}, {L"*", false},
+        {L"?:", false}, {L".\\vol", false}, {dir.path(), true}, {dir / L"missing", false}, {dir / L"file", false}})
+    EXPECT_EQ(IsValidVolumePath(path), valid) << platform::ToUtf8(path);
 }
 
 class EntryPoint : public testing::Test {
@@ -83,27 +70,6 @@ class EntryPoint : public testing::Test {
   int captures_ = 0;
   std::vector<std::wstring> postArguments_;
 };
-
-TEST_F(EntryPoint, CaptureGetsFlagsMarkerAndTheProgramsFolder) {
-  EXPECT_EQ(Main({L"<phaseone>", L"-update", L"-apprestart"}), 42);
-  EXPECT_TRUE(captured_.flags.update);
-  EXPECT_TRUE(captured_.flags.apprestart);
-  EXPECT_FALSE(captured_.flags.phaseTwo);
-  EXPECT_EQ(captured_.marker, L"<phaseone>");
-  std::wstring folder;
-  ASSERT_TRUE(GetCurrentPath(folder));
-  EXPECT_EQ(captured_.volumePath, folder);
-
-  // -apprestart needs four arguments, -update in front of it.
-  EXPECT_EQ(Main({L"<phasetwo>", L"-update"}), 42);
-  EXPECT_TRUE(captured_.flags.update);
-  EXPECT_FALSE(captured_.flags.apprestart);
-  EXPECT_TRUE(captured_.flags.phaseTwo);
-  EXPECT_EQ(Main({L"E:", L"-ne", L"-apprestart"}), 42);
-  EXPECT_FALSE(captured_.flags.update);
-  EXPECT_FALSE(captured_.flags.apprestart);
-  EXPECT_EQ(captures_, 3);
-}
 
 TEST_F(EntryPoint, AnotherInstanceStopsTheCaptureButNotTheServiceCommands) {
   services_.instanceMutexError = 183;

@@ -60,59 +60,48 @@ class ServiceParameters : public testing::Test {
 
 const std::wstring kParameters(kAgentParametersKey);
 
-TEST_F(ServiceParameters, VolumeIdComesFromNewVolumeUUIDSilently) {
-  Set(L"NewVolumeUUID", kVolume);
-  Set(L"RegistryPath", L"\\REGISTRY\\MACHINE\\{11111111-2222-3333-4444-555555555555}");
-  std::wstring volumeId;
-  Get_VolumeId(volumeId);
-  EXPECT_EQ(volumeId, kVolume);
-  EXPECT_EQ(Messages(), Lines{});
-}
-
-TEST_F(ServiceParameters, VolumeIdFallsBackToTheBracedPartOfRegistryPath) {
-  const std::wstring newVolumeUUIDs[] = {L"missing", L""};
-  for (const auto& newVolume : newVolumeUUIDs) {
-    if (newVolume != L"missing") Set(L"NewVolumeUUID", newVolume);
-    Set(L"RegistryPath", std::wstring(L"\\REGISTRY\\MACHINE\\TH_") + kVolume + L"\\{AAAAAAAA-0000-0000-0000-000000000000}\n");
+// NewVolumeUUID when it fits the agent's buffer of 511 characters, else the
+// braced part of RegistryPath, else the null GUID; each fallback is logged.
+TEST_F(ServiceParameters, VolumeIdFromNewVolumeUUIDOrTheBracedPartOfRegistryPath) {
+  const std::wstring other = L"{11111111-2222-3333-4444-555555555555}", none = L"(none)";
+  const std::wstring tried = L"Get_VolumeId: No volume guid in parameter, try parse it out!";
+  const std::wstring found = L"Get_VolumeId: New volume guid was ";
+  const std::wstring braced = L"\\REGISTRY\\MACHINE\\TH_" + std::wstring(kVolume) + L"\\{AAAAAAAA-0000-0000-0000-000000000000}\n";
+  const struct {
+    std::wstring newVolume, registryPath, volumeId;
+    Lines log;  // a line ending in "@" is a prefix
+  } cases[] = {
+      {kVolume, L"\\REGISTRY\\MACHINE\\" + other, kVolume, {}},
+      {std::wstring(kVolume) + std::wstring(511 - 38, L' '), other, std::wstring(kVolume) + std::wstring(511 - 38, L' '),
+       {}},
+      {none, braced, kVolume, {tried, found + kVolume}},
+      {L"", braced, kVolume, {tried, found + kVolume}},
+      {std::wstring(kVolume) + std::wstring(512 - 38, L' '), other, other, {tried, found + other}},
+      {none, none, kNullGuidText,
+       {tried, L"get_registry_path: cannot read RegistryPath of " + kParameters + L", error 2", found + kNullGuidText}},
+      // Braces out of order are no GUID: the assertion names the function.
+      {none, L"\\REGISTRY\\MACHINE\\no braces}{ here", kNullGuidText,
+       {tried, L"Assert failure: Get_VolumeId@", found + kNullGuidText}},
+  };
+  for (const auto& c : cases) {
+    for (const auto& [name, value] : {std::pair{L"NewVolumeUUID", c.newVolume}, {L"RegistryPath", c.registryPath}}) {
+      if (value == none) {
+        reg::DeleteValue(key_, name);
+      } else {
+        Set(name, value);
+      }
+    }
+    const size_t before = Messages().size();
     std::wstring volumeId = L"stale";
     Get_VolumeId(volumeId);
-    EXPECT_EQ(volumeId, kVolume);
+    EXPECT_EQ(volumeId, c.volumeId);
+    const Lines all = Messages();
+    ASSERT_EQ(all.size() - before, c.log.size()) << platform::ToUtf8(c.registryPath);
+    for (size_t i = 0; i < c.log.size(); ++i) {
+      const std::wstring& line = all[before + i];
+      EXPECT_EQ(c.log[i].back() == L'@' ? line.substr(0, c.log[i].size()) : line, c.log[i]);
+    }
   }
-  const Lines once = {L"Get_VolumeId: No volume guid in parameter, try parse it out!",
-                      std::wstring(L"Get_VolumeId: New volume guid was ") + kVolume};
-  Lines twice = once;
-  twice.insert(twice.end(), once.begin(), once.end());
-  EXPECT_EQ(Messages(), twice);
-}
-
-TEST_F(ServiceParameters, VolumeIdTooLongForTheAgentsBufferFallsBack) {
-  Set(L"NewVolumeUUID", std::wstring(kVolume) + std::wstring(511 - 38, L' '));
-  std::wstring volumeId;
-  Get_VolumeId(volumeId);
-  EXPECT_EQ(volumeId.substr(0, 38), kVolume) << "511 characters still fit";
-  Set(L"NewVolumeUUID", std::wstring(kVolume) + std::wstring(512 - 38, L' '));
-  Set(L"RegistryPath", L"{11111111-2222-3333-4444-555555555555}");
-  Get_VolumeId(volumeId);
-  EXPECT_EQ(volumeId, L"{11111111-2222-3333-4444-555555555555}");
-}
-
-TEST_F(ServiceParameters, VolumeIdIsNullWithoutAnyValueOrBraces) {
-  std::wstring volumeId;
-  Get_VolumeId(volumeId);
-  EXPECT_EQ(volumeId, kNullGuidText);
-  Set(L"RegistryPath", L"\\REGISTRY\\MACHINE\\no braces}{ here");
-  Get_VolumeId(volumeId);
-  EXPECT_EQ(volumeId, kNullGuidText);
-  const std::wstring nullLine = std::wstring(L"Get_VolumeId: New volume guid was ") + kNullGuidText;
-  const Lines lines = Messages();
-  ASSERT_EQ(lines.size(), 6u);
-  EXPECT_EQ(lines[0], L"Get_VolumeId: No volume guid in parameter, try parse it out!");
-  EXPECT_EQ(lines[1], L"get_registry_path: cannot read RegistryPath of " + kParameters + L", error 2");
-  EXPECT_EQ(lines[2], nullLine);
-  EXPECT_EQ(lines[3], lines[0]);
-  // Braces out of order are no GUID: the assertion names the function.
-  EXPECT_EQ(lines[4].rfind(L"Assert failure: Get_VolumeId@", 0), 0u) << platform::ToUtf8(lines[4]);
-  EXPECT_EQ(lines[5], nullLine);
 }
 
 TEST_F(ServiceParameters, AppIdIsKeptOrCreatedUpperCaseAndStored) {

@@ -7,7 +7,6 @@
 #include <optional>
 
 #include "foundation/file_helpers.h"
-#include "foundation/log.h"
 #include "platform/crypto.h"
 #include "platform/files.h"
 #include "platform/registry.h"
@@ -89,14 +88,8 @@ class PackageHive : public ::testing::Test {
     hive_ = root_ + L"\\" + appDir_ + L"\\MVREG\\tarnhold.dat";
     ASSERT_EQ(0u, platform::MakeFolder(volume_ / kAppId));
     ASSERT_EQ(0u, platform::MakeFolder(volume_ / (std::wstring(kAppId) + L"\\MVREG")));
-    testsupport::SetInstallDir(agent_.path());
-    OpenLog();
   }
-  void TearDown() override {
-    CloseLog();
-    testsupport::SetInstallDir(L"");
-    reg::UnloadHive(mountKey_);
-  }
+  void TearDown() override { reg::UnloadHive(mountKey_); }
 
   void WriteHive(const std::string& keys) {
     testsupport::WriteHiveFixture(hive_, mountKey_,
@@ -106,30 +99,10 @@ class PackageHive : public ::testing::Test {
   // What the log got since the last call, one entry per write, stamps and
   // sources taken away: the bytes of each message, line ends included.
   std::vector<std::wstring> Messages() {
-    CloseLog();
-    std::vector<std::wstring> entries;
-    const std::wstring log = agent_ / L"Logs\\thcapture.log";
-    if (platform::PathExists(log)) {
-      const std::string bytes = testsupport::ReadFile(log);
-      EXPECT_EQ("\xFF\xFE", bytes.substr(0, 2));
-      const std::wstring text = platform::FromUtf16Le(std::string_view(bytes).substr(2));
-      for (size_t start = 0; start < text.size();) {
-        size_t end = text.find(L'\n', start);
-        end = end == std::wstring::npos ? text.size() : end + 1;
-        const std::wstring piece = text.substr(start, end - start);
-        if (testsupport::HasStamp(piece)) {
-          entries.push_back(testsupport::WithoutSource(piece.substr(30)));
-        } else if (!entries.empty()) {
-          entries.back() += piece;
-        } else {
-          ADD_FAILURE() << "log starts without a stamp";
-        }
-        start = end;
-      }
-      platform::RemoveFile(log);
-    }
-    OpenLog();
-    return entries;
+    const std::vector<std::wstring> all = log_.Messages();
+    const std::vector<std::wstring> fresh(all.begin() + static_cast<std::ptrdiff_t>(seen_), all.end());
+    seen_ = all.size();
+    return fresh;
   }
 
   // A file of the captured machine, at its place below THROOT.
@@ -146,8 +119,10 @@ class PackageHive : public ::testing::Test {
 
   static constexpr wchar_t kAppId[] = L"{6f1c1d2e-0a4b-4c5d-8e9f-a0b1c2d3e4f5}";
   testsupport::ScratchRegistry registry_{L"package-hive"};
-  testsupport::ScratchFolder agent_, volume_;
+  testsupport::ScratchLog log_;
+  testsupport::ScratchFolder volume_;
   std::wstring root_, appDir_, mountKey_, hive_;
+  size_t seen_ = 0;
 };
 
 TEST_F(PackageHive, MountsUnderTheVolumesNameAndChecks) {
@@ -179,10 +154,13 @@ TEST_F(PackageHive, MountsUnderTheVolumesNameAndChecks) {
             Messages());
 }
 
-TEST_F(PackageHive, CheckFailsWithoutAHive) {
+TEST_F(PackageHive, CheckAndIconLookupFailWithoutAHive) {
   EXPECT_EQ(0, LoadHive(root_, appDir_));
-  EXPECT_EQ((std::vector<std::wstring>{L"ERROR: (" + hive_ + L") hive load failed (Error: 0x2)\n\n",
-                                       L"ERROR: LoadHive(...) failed.\n\n"}),
+  std::wstring icon;
+  EXPECT_FALSE(GetAppIconFromHive(root_, appDir_, L"App", icon));
+  const std::wstring missing = L"ERROR: (" + hive_ + L") hive load failed (Error: 0x2)\n\n";
+  EXPECT_EQ((std::vector<std::wstring>{missing, L"ERROR: LoadHive(...) failed.\n\n", missing,
+                                       L"ERROR: hive load failed.\n\n"}),
             Messages());
   // A volume that is not there has no name.
   EXPECT_EQ(0, LoadHive(volume_ / L"gone", appDir_));
@@ -235,14 +213,6 @@ TEST_F(PackageHive, ProductIconWhenThereIsNoDisplayIcon) {
   EXPECT_FALSE(GetAppIconFromHive(root_, appDir_, L"Nobody", icon));
   EXPECT_FALSE(Mounted());
   EXPECT_EQ(std::vector<std::wstring>{}, Messages());
-}
-
-TEST_F(PackageHive, IconLookupWithoutAHive) {
-  std::wstring icon;
-  EXPECT_FALSE(GetAppIconFromHive(root_, appDir_, L"App", icon));
-  EXPECT_EQ((std::vector<std::wstring>{L"ERROR: (" + hive_ + L") hive load failed (Error: 0x2)\n\n",
-                                       L"ERROR: hive load failed.\n\n"}),
-            Messages());
 }
 
 TEST_F(PackageHive, IconFileAndProgramIconAsBase64) {

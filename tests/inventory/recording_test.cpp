@@ -64,41 +64,46 @@ class Recording : public testing::Test {
   uint32_t session_ = 0;
 };
 
+// The exact line the agent runs with (lower-cased path, session, ids, the
+// record flag), what its exit code makes of the call, and that only
+// starting needs an AppID.
 TEST_F(Recording, StartAndStopRunTheAgentWithTheExactCommandLine) {
-  ASSERT_TRUE(startstop_recording(true, kApp, kVolume, true));
-  ASSERT_TRUE(startstop_recording(false, kApp, kVolume, false));
-  const std::wstring on = L"\"" + Lowered() + L"\" recordon " + Session() + L";" + kApp + L";" + kVolume + L";1";
-  const std::wstring off = L"\"" + Lowered() + L"\" recordoff " + Session() + L";" + kApp + L";" + kVolume + L";0";
-  const auto calls = agent_->Calls();
-  ASSERT_EQ(calls.size(), 2u);
-  EXPECT_EQ(calls[0].arguments, (Args{L"recordon", Session() + L";" + kApp + L";" + kVolume + L";1"}));
-  EXPECT_EQ(calls[1].arguments, (Args{L"recordoff", Session() + L";" + kApp + L";" + kVolume + L";0"}));
-  if (!calls[0].commandLine.empty()) {  // Windows: the line itself reached the agent
-    EXPECT_EQ(calls[0].commandLine, on);
-    EXPECT_EQ(calls[1].commandLine, off);
+  const struct {
+    bool start;
+    const wchar_t* app;
+    bool record;
+    uint32_t exitCode;
+    bool ok;
+    const wchar_t* outcome;  // nullptr: the agent is not run
+  } cases[] = {
+      {true, kApp, true, 0, true, L"success"},
+      {false, kApp, false, 0, true, L"success"},
+      {true, kApp, false, 3, false, L"failed"},
+      {false, L"", false, 0, true, L"success"},
+      {true, L"", false, 0, false, nullptr},
+  };
+  for (const auto& c : cases) {
+    agent_->SetExitCode(c.exitCode);
+    const size_t before = agent_->Calls().size(), logged = Messages().size();
+    EXPECT_EQ(startstop_recording(c.start, c.app, kVolume, c.record), c.ok);
+    const std::wstring arguments = Session() + L";" + c.app + L";" + kVolume + (c.record ? L";1" : L";0");
+    const std::wstring command = c.start ? L"recordon" : L"recordoff";
+    const std::wstring line = L"\"" + Lowered() + L"\" " + command + L" " + arguments;
+    const auto calls = agent_->Calls();
+    const Lines messages = Messages();
+    ASSERT_EQ(messages.size(), logged + 1) << platform::ToUtf8(line);
+    if (!c.outcome) {
+      EXPECT_EQ(calls.size(), before) << "nothing may run without an AppID";
+      EXPECT_EQ(messages.back(), L"startstop_recording: no AppID to record into");
+      continue;
+    }
+    ASSERT_EQ(calls.size(), before + 1);
+    EXPECT_EQ(calls.back().arguments, (Args{command, arguments}));
+    if (!calls.back().commandLine.empty()) {  // Windows: the line itself reached the agent
+      EXPECT_EQ(calls.back().commandLine, line);
+    }
+    EXPECT_EQ(messages.back(), L"startstop_recording: script runs " + std::wstring(c.outcome) + L": \"" + line + L"\"");
   }
-  EXPECT_EQ(Messages(), (Lines{L"startstop_recording: script runs success: \"" + on + L"\"",
-                               L"startstop_recording: script runs success: \"" + off + L"\""}));
-}
-
-TEST_F(Recording, OnlyStartingNeedsAnAppId) {
-  EXPECT_FALSE(startstop_recording(true, L"", kVolume, false));
-  EXPECT_TRUE(agent_->Calls().empty()) << "nothing may run without an AppID";
-  ASSERT_TRUE(startstop_recording(false, L"", kVolume, false));
-  const auto calls = agent_->Calls();
-  ASSERT_EQ(calls.size(), 1u);
-  EXPECT_EQ(calls[0].arguments, (Args{L"recordoff", Session() + L";;" + kVolume + L";0"}));
-  const Lines lines = Messages();
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0], L"startstop_recording: no AppID to record into");
-}
-
-TEST_F(Recording, AFailingAgentIsAFailedStart) {
-  agent_->SetExitCode(3);
-  EXPECT_FALSE(startstop_recording(true, kApp, kVolume, false));
-  EXPECT_EQ(agent_->Calls().size(), 1u);
-  const std::wstring on = L"\"" + Lowered() + L"\" recordon " + Session() + L";" + kApp + L";" + kVolume + L";0";
-  EXPECT_EQ(Messages(), (Lines{L"startstop_recording: script runs failed: \"" + on + L"\""}));
 }
 
 TEST_F(Recording, AnAgentThatCannotStartIsReportedThreeTimes) {

@@ -11,7 +11,6 @@
 #include "platform/files.h"
 #include "platform/text.h"
 #include "support/scratch.h"
-#include "support/scratch.h"
 #include "support/vhd_images.h"
 
 namespace {
@@ -117,81 +116,48 @@ class DiskIdentityTest : public testing::Test {
   int randomCalls_ = 0;
 };
 
-TEST_F(DiskIdentityTest, DynamicDiskGetsTheIdentityInBothFootersAndANewBootSectorSignature) {
-  const std::string before = vhd::DynamicImage({});
-  MemoryDisk disk(before);
-  uint32_t error = 99;
-  ASSERT_TRUE(Stamp(disk, error));
-
-  std::string expected = before;
-  const std::string footer = Stamped(before.substr(0, 512));
-  expected.replace(0, 512, footer);
-  expected.replace(expected.size() - 512, 512, footer);
-  // Block 0 sits after the one-sector table at 1536; its one-sector bitmap
-  // comes first, then the boot sector with the signature at 440.
-  ASSERT_EQ(vhd::Get32(before, 1536), 2048u / 512);
-  expected.replace(2048 + 512 + 440, 4, "ZZZZ");
-  EXPECT_TRUE(disk.bytes() == expected);
-  EXPECT_TRUE(vhd::ChecksumVerifies(footer));
-  EXPECT_EQ(DiskIdentity().uniqueId, L"{01234567-89AB-CDEF-0123-456789ABCDEF}");
-  EXPECT_EQ(DiskIdentity().creationTime, L"Saturday, 14 November 2026 17:52:10 UTC");
-  EXPECT_EQ(log_.Entries(), Entries{});
-}
-
-TEST_F(DiskIdentityTest, DifferencingDiskIsStampedLikeADynamicOne) {
-  vhd::DynamicOptions options;
-  options.type = vhd::kDifferencing;
-  const std::string before = vhd::DynamicImage(options);
-  MemoryDisk disk(before);
-  uint32_t error = 0;
-  ASSERT_TRUE(Stamp(disk, error));
-  EXPECT_EQ(disk.bytes().substr(0, 512), Stamped(before.substr(0, 512)));
-  EXPECT_EQ(disk.bytes().substr(2048 + 512 + 440, 4), "ZZZZ");
-}
-
-TEST_F(DiskIdentityTest, LargerBlocksHaveLargerBitmapsBeforeTheBootSector) {
-  vhd::DynamicOptions options;
-  options.blockSize = 8u << 20;  // 16,384 sectors: a bitmap of 2,048 bytes
-  const std::string before = vhd::DynamicImage(options);
-  MemoryDisk disk(before);
-  uint32_t error = 0;
-  ASSERT_TRUE(Stamp(disk, error));
-  std::string expected = before;
-  const std::string footer = Stamped(before.substr(0, 512));
-  expected.replace(0, 512, footer);
-  expected.replace(expected.size() - 512, 512, footer);
-  expected.replace(2048 + 2048 + 440, 4, "ZZZZ");
-  EXPECT_TRUE(disk.bytes() == expected);
-}
-
-TEST_F(DiskIdentityTest, UnallocatedBlockZeroStampsTheFootersOnlyAndSaysWhy) {
-  vhd::DynamicOptions options;
-  options.allocateBlock0 = false;
-  const std::string before = vhd::DynamicImage(options);
-  MemoryDisk disk(before);
-  uint32_t error = 0;
-  ASSERT_TRUE(Stamp(disk, error));
-  std::string expected = before;
-  const std::string footer = Stamped(before.substr(0, 512));
-  expected.replace(0, 512, footer);
-  expected.replace(expected.size() - 512, 512, footer);
-  EXPECT_TRUE(disk.bytes() == expected);
-  EXPECT_EQ(randomCalls_, 0);
+// Where each kind of disk is stamped: both footers (or the one of a fixed
+// disk) and the boot sector's signature, which sits after block 0's bitmap.
+TEST_F(DiskIdentityTest, EachKindOfDiskIsStampedWhereItsLayoutSays) {
+  vhd::DynamicOptions differencing, largeBlocks, unallocated;
+  differencing.type = vhd::kDifferencing;
+  largeBlocks.blockSize = 8u << 20;  // 16,384 sectors: a bitmap of 2,048 bytes
+  unallocated.allocateBlock0 = false;
+  const struct {
+    const char* kind;
+    std::string before;
+    size_t signature;  // 0: no boot sector to sign
+    int writes;
+  } cases[] = {
+      {"dynamic", vhd::DynamicImage({}), 2048 + 512 + 440, 3},
+      {"differencing", vhd::DynamicImage(differencing), 2048 + 512 + 440, 3},
+      {"larger blocks", vhd::DynamicImage(largeBlocks), 2048 + 2048 + 440, 3},
+      {"block 0 unallocated", vhd::DynamicImage(unallocated), 0, 2},
+      {"fixed", vhd::FixedImage(64 * 1024), 440, 2},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.kind);
+    DiskIdentity() = {};
+    const bool fixed = c.before.substr(0, 8) != "conectix";
+    MemoryDisk disk(c.before);
+    const int randomBefore = randomCalls_;
+    uint32_t error = 99;
+    ASSERT_TRUE(Stamp(disk, error));
+    std::string expected = c.before;
+    const std::string footer = Stamped(c.before.substr(c.before.size() - 512));
+    if (!fixed) expected.replace(0, 512, footer);
+    expected.replace(expected.size() - 512, 512, footer);
+    if (c.signature) expected.replace(c.signature, 4, "ZZZZ");
+    EXPECT_TRUE(disk.bytes() == expected);
+    EXPECT_EQ(disk.writes(), c.writes);
+    EXPECT_EQ(randomCalls_ - randomBefore, c.signature ? 1 : 0);
+    EXPECT_TRUE(vhd::ChecksumVerifies(footer));
+    EXPECT_EQ(DiskIdentity().uniqueId, L"{01234567-89AB-CDEF-0123-456789ABCDEF}");
+    EXPECT_EQ(DiskIdentity().creationTime, L"Saturday, 14 November 2026 17:52:10 UTC");
+  }
   EXPECT_EQ(log_.Entries(),
             Entries{L"PrintLog@655: INFO : preparing vhd disk for identity: block 0 of \"E:\\disk.vhd\" is not "
                     L"allocated, so there is no boot sector to re-sign; only the footer is stamped\n\n"});
-}
-
-TEST_F(DiskIdentityTest, FixedDiskHasItsOneFooterAtTheEndAndItsBootSectorAtTheStart) {
-  const std::string before = vhd::FixedImage(64 * 1024);
-  MemoryDisk disk(before);
-  uint32_t error = 0;
-  ASSERT_TRUE(Stamp(disk, error));
-  std::string expected = before;
-  expected.replace(expected.size() - 512, 512, Stamped(before.substr(before.size() - 512)));
-  expected.replace(440, 4, "ZZZZ");
-  EXPECT_TRUE(disk.bytes() == expected);
-  EXPECT_EQ(disk.writes(), 2);
 }
 
 struct Refusal {
@@ -325,29 +291,30 @@ TEST_F(DiskIdentityTest, ShortReadsAndAFailedRandomSourceFailBeforeAnyWrite) {
             L"PrintLog@655: ERROR: preparing vhd disk for identity: random MBR DiskID gen failed. Error: 0x8009000f\n\n");
 }
 
-TEST(DiskIdentityTime, SecondsCountFromTheVhdEpoch) {
-  platform::SystemTime t;
-  t.year = 2000, t.month = 1, t.day = 1;
-  EXPECT_EQ(VhdSeconds(t), 0u);
-  t.year = 2026, t.month = 11, t.day = 14, t.hour = 17, t.minute = 52, t.second = 10, t.milliseconds = 999;
-  EXPECT_EQ(VhdSeconds(t), kSeconds);
-  t.year = 2024, t.month = 2, t.day = 29, t.hour = 23, t.minute = 59, t.second = 59;
-  EXPECT_EQ(VhdSeconds(t), 762566399u);
-  t.year = 2136, t.month = 2, t.day = 7, t.hour = 6, t.minute = 28, t.second = 16;
-  EXPECT_EQ(VhdSeconds(t), 0u);  // one past the last 32-bit second wraps
-
+TEST(DiskIdentityTime, SecondsFromTheVhdEpochAndTheirInvariantText) {
+  const struct {
+    int year, month, day, hour, minute, second;
+    uint32_t seconds;
+    const wchar_t* text;  // of seconds
+  } cases[] = {
+      {2000, 1, 1, 0, 0, 0, 0, L"Saturday, 01 January 2000 00:00:00 UTC"},
+      {2026, 11, 14, 17, 52, 10, kSeconds, L"Saturday, 14 November 2026 17:52:10 UTC"},
+      {2024, 2, 29, 23, 59, 59, 762566399u, L"Thursday, 29 February 2024 23:59:59 UTC"},
+      {2024, 3, 1, 0, 0, 0, 762566400u, L"Friday, 01 March 2024 00:00:00 UTC"},
+      {2136, 2, 7, 6, 28, 15, 0xFFFFFFFFu, L"Tuesday, 07 February 2136 06:28:15 UTC"},
+      {2136, 2, 7, 6, 28, 16, 0, L"Saturday, 01 January 2000 00:00:00 UTC"},  // one past the last second wraps
+  };
+  for (const auto& c : cases) {
+    platform::SystemTime t;
+    t.year = c.year, t.month = c.month, t.day = c.day, t.hour = c.hour, t.minute = c.minute, t.second = c.second;
+    t.milliseconds = 999;
+    EXPECT_EQ(VhdSeconds(t), c.seconds) << c.year;
+    EXPECT_EQ(VhdTimeText(c.seconds), c.text);
+  }
   const uint32_t before = VhdSeconds(platform::UtcNow());
   const uint32_t now = SecondsSinceVhdEpoch();
   EXPECT_LE(before, now);
   EXPECT_LE(now - before, 2u);
-}
-
-TEST(DiskIdentityTime, CreationTimeIsTheInvariantLongDateAndTime) {
-  EXPECT_EQ(VhdTimeText(0), L"Saturday, 01 January 2000 00:00:00 UTC");
-  EXPECT_EQ(VhdTimeText(kSeconds), L"Saturday, 14 November 2026 17:52:10 UTC");
-  EXPECT_EQ(VhdTimeText(762566399u), L"Thursday, 29 February 2024 23:59:59 UTC");
-  EXPECT_EQ(VhdTimeText(762566400u), L"Friday, 01 March 2024 00:00:00 UTC");
-  EXPECT_EQ(VhdTimeText(0xFFFFFFFFu), L"Tuesday, 07 February 2136 06:28:15 UTC");
 }
 
 TEST_F(DiskIdentityTest, IdentityTextsKeepTheCreationTimeForAZeroStamp) {
@@ -375,26 +342,22 @@ class PrepareDiskTest : public DiskIdentityTest {
   testsupport::ScratchFolder scratch_;
 };
 
-TEST_F(PrepareDiskTest, TheExtensionDecidesBeforeTheFileIsOpened) {
+// The extension is checked before the file is opened; a preset GUID is
+// stamped, and without one each run makes its own; a missing file says why.
+TEST_F(PrepareDiskTest, TheExtensionDecidesAndAPresetGuidIsStamped) {
   const std::string image = vhd::DynamicImage({});
   uint32_t error = 0;
-  EXPECT_TRUE(PrepareDiskIdentity(Disk(L"upper.VHD", image), error, sources_));
-  EXPECT_TRUE(PrepareDiskIdentity(Disk(L"mixed.vHd", image), error, sources_));
   const std::wstring vhdx = Disk(L"disk.vhdx", image);
-  EXPECT_FALSE(PrepareDiskIdentity(vhdx, error, sources_));
-  EXPECT_EQ(error, 87u);
+  for (const std::wstring& refused : {vhdx, std::wstring(L"vhd")}) {
+    EXPECT_FALSE(PrepareDiskIdentity(refused, error, sources_));
+    EXPECT_EQ(error, 87u);
+  }
   EXPECT_TRUE(testsupport::ReadFile(vhdx) == image);
-  EXPECT_FALSE(PrepareDiskIdentity(L"vhd", error, sources_));
-  EXPECT_EQ(error, 87u);
   EXPECT_EQ(log_.Entries(), Entries(2, L"PrintLog@655: ERROR: unknown virtual disk file extension\n\n"));
-}
 
-TEST_F(PrepareDiskTest, APresetGuidIsStampedAndWithoutOneEachRunMakesItsOwn) {
-  const std::string image = vhd::DynamicImage({});
-  const std::wstring path = Disk(L"disk.vhd", image);
+  const std::wstring path = Disk(L"disk.vHd", image);
   const Guid preset{0xFEDCBA98, 0x7654, 0x3210, {0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF, 0x00, 0x11}};
   PresetDiskGuid() = preset;
-  uint32_t error = 0;
   ASSERT_TRUE(PrepareDiskIdentity(path, error, sources_));
   EXPECT_EQ(guidsMade_, 0);
   std::string bytes = testsupport::ReadFile(path);
@@ -414,15 +377,12 @@ TEST_F(PrepareDiskTest, APresetGuidIsStampedAndWithoutOneEachRunMakesItsOwn) {
   EXPECT_EQ(GuidToText(GuidFromBytes(reinterpret_cast<const uint8_t*>(bytes.data() + 68)), GuidCase::Upper),
             DiskIdentity().uniqueId);
   EXPECT_TRUE(vhd::ChecksumVerifies(bytes.substr(0, 512)));
-}
 
-TEST_F(PrepareDiskTest, AMissingFileSaysWhyItCannotBeOpened) {
-  const std::wstring path = scratch_ / L"missing.vhd";
-  uint32_t error = 0;
-  EXPECT_FALSE(PrepareDiskIdentity(path, error, sources_));
+  const std::wstring missing = scratch_ / L"missing.vhd";
+  EXPECT_FALSE(PrepareDiskIdentity(missing, error, sources_));
   EXPECT_EQ(error, 2u);
-  EXPECT_EQ(log_.Entries(), Entries{L"PrintLog@655: ERROR: preparing vhd disk for identity: unable to open \"" + path +
-                                    L"\": " + platform::ErrorDescription(2) + L"\n\n"});
+  EXPECT_EQ(log_.Entries().back(), L"PrintLog@655: ERROR: preparing vhd disk for identity: unable to open \"" +
+                                       missing + L"\": " + platform::ErrorDescription(2) + L"\n\n");
 }
 
 }  // namespace

@@ -160,6 +160,43 @@ class DocumentVolume : public CapturedLog {
     platform::shell::UninitializeCom();
   }
 
+  // Two applications, the editor's icon named by its uninstall entry and
+  // the tools' by their installer product; three shortcuts, two of them to
+  // the editor; a plugin with its state; both custom files.
+  void MakeSamplePackage() {
+    WriteMetaYml({App(L"Sample Editor", L"7.2.1", L"c:\\program files\\sample\\editor.ico", 0),
+                  App(L"Sample Tools", L"1.0", L"", 1)});
+    const std::string uninstall = "[MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+    WriteHive(uninstall + "\\Editor]\r\n\"DisplayName\"=\"Sample Editor\"\r\n"
+              "\"DisplayIcon\"=\"C:\\\\Program Files\\\\Sample\\\\editor.ico\"\r\n" +
+              uninstall + "\\{01234567-89AB-CDEF-FEDC-BA9876543210}]\r\n\"DisplayName\"=\"Sample Tools\"\r\n"
+              "[MACHINE\\SOFTWARE\\Classes\\Installer\\Products\\76543210BA98FEDCEFCDAB8967452301]\r\n"
+              "\"ProductIcon\"=\"C:\\\\Windows\\\\Installer\\\\tools.ico\"\r\n"
+              "[MACHINE\\SOFTWARE\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion\\Uninstall]\r\n");
+    editorIcon_ = Icon(0xFFC03030);
+    toolsIcon_ = Icon(0xFF3050C0);
+    const std::wstring editorIco = Captured(L"Program Files\\Sample\\editor.ico", editorIcon_);
+    Captured(L"Windows\\Installer\\tools.ico", toolsIcon_);
+    const std::wstring toolsIco = Captured(L"Program Files\\Sample\\tools.ico", toolsIcon_);
+    const std::wstring editor = Captured(L"Program Files\\Sample\\editor.exe",
+                                         Program(L"Sample Corp", L"7.2", kSampleEditorVersion));
+    const std::wstring tools = Captured(L"Program Files\\Sample\\tools.exe",
+                                        Program(L"Sample Corp", L"1.0", kSampleEditorVersion));
+    const std::wstring menu = L"ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\Sample\\";
+    Shortcut(menu + L"Sample Editor.lnk", editor, editorIco);
+    Shortcut(menu + L"Sample Tools.lnk", tools, toolsIco);
+    Shortcut(L"Users\\Public\\Desktop\\Editor.lnk", editor, editorIco);
+
+    const std::wstring plugin = agent_ / L"plugins\\lodestar\\lodestar.exe";
+    ASSERT_TRUE(create_directory(plugin.substr(0, plugin.rfind(L'\\'))));
+    testsupport::WriteFile(plugin, Program(L"Tellurex", L"2.5", kSamplePluginVersion));
+    VolumeFile(L"plugins.state",
+               "lodestar precapture fail\r\nLODESTAR  PostCapture  PASS\r\nlodestar postcapture fail\r\n"
+               "cobblewood postcapture passed\r\n");
+    VolumeFile(L"orvcustommeta.tmp", "{\"owner\": \"build <ops>\"}");
+    VolumeFile(L"orvcustomtags.tmp", "office;editor");
+  }
+
   // What was logged since the last call.
   std::vector<std::wstring> NewMessages() {
     std::vector<std::wstring> all = Messages();
@@ -184,6 +221,9 @@ class DocumentVolume : public CapturedLog {
     return text;
   }
 
+  static constexpr uint16_t kSampleEditorVersion[4] = {7, 2, 1, 0};
+  static constexpr uint16_t kSamplePluginVersion[4] = {2, 5, 0, 17};
+  std::string editorIcon_, toolsIcon_;
   testsupport::ScratchRegistry registry_{L"document"};
   testsupport::ScratchFolder scratch_, agent_, packageData_;
   testsupport::ScopedEnv packageDataEnv_{L"ORVCAPTURE_PACKAGEDATA_FOLDER", packageData_.path()};

@@ -1,5 +1,7 @@
 // metadata.json on disk: the writer's bytes, the reader's handling of the
-// byte-order mark and short files, and disk.uniqueId read back through cJSON.
+// byte-order mark and short files, and disk.uniqueId read back through cJSON
+// (a missing file and a document without an id are the end-to-end
+// post-provisioning's).
 #include <gtest/gtest.h>
 
 #include "captured_log.h"
@@ -7,12 +9,13 @@
 #include "metadata/metadata_value.h"
 #include "platform/files.h"
 #include "platform/guid.h"
+#include "platform/text.h"
 #include "support/scratch.h"
 
 namespace {
 
 constexpr char kBom[] = "\xEF\xBB\xBF";
-constexpr wchar_t kIdText[] = L"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}";
+constexpr char kId[] = "{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}";
 
 // All the bytes of a literal, null bytes inside it included.
 template <size_t N>
@@ -23,138 +26,107 @@ std::string Bytes(const char (&text)[N]) {
 class JsonFile : public CapturedLog {
  protected:
   std::wstring Path(const wchar_t* name = L"metadata.json") const { return dir_ / name; }
-  // A document whose disk section holds the given unique id text.
-  static std::string DocumentWithId(const std::wstring& id) {
-    MetadataObject root;
-    auto program = std::make_unique<MetadataObject>();
-    program->AddString(L"orvcapture", L"4.16.1.1564");
-    root.Add(L"program", std::move(program));
-    auto disk = std::make_unique<MetadataObject>();
-    disk->AddString(L"uniqueId", id);
-    disk->AddString(L"creationTime", L"2026-11-22 10:00:00");
-    root.Add(L"disk", std::move(disk));
-    return root.Serialize(0);
-  }
-
   testsupport::ScratchFolder dir_;
 };
 
-TEST_F(JsonFile, WriterPutsTheMarkThenTheTextAndReplacesWhatWasThere) {
+TEST_F(JsonFile, WriterPutsTheMarkThenTheTextAndFailuresSayWhere) {
+  MetadataObject root;
+  auto disk = std::make_unique<MetadataObject>();
+  disk->AddString(L"uniqueId", kId);
+  root.Add(L"disk", std::move(disk));
+  const std::string document = root.Serialize(0);
   testsupport::WriteFile(Path(), std::string(4096, 'x'));
-  const std::string text = DocumentWithId(kIdText);
-  ASSERT_TRUE(WriteJsonFile(Path(), text));
-  EXPECT_EQ(testsupport::ReadFile(Path()), kBom + text);
+  ASSERT_TRUE(WriteJsonFile(Path(), document));
+  EXPECT_EQ(testsupport::ReadFile(Path()), kBom + document);
+  std::string text;
+  ASSERT_TRUE(ReadJsonFile(Path(), text));
+  EXPECT_EQ(text, document);
+  Guid id, expected;
+  ASSERT_TRUE(ParseGuid(platform::FromUtf8(kId), expected));
+  ASSERT_TRUE(ReadDiskUniqueId(Path(), id));
+  EXPECT_EQ(id, expected);
   ASSERT_TRUE(WriteJsonFile(Path(), ""));
   EXPECT_EQ(testsupport::ReadFile(Path()), kBom);
-  EXPECT_TRUE(Messages().empty());
-}
 
-TEST_F(JsonFile, WriterFailuresSayWhereAndWhy) {
   const std::wstring missing = dir_ / L"no-such-folder\\metadata.json";
   EXPECT_FALSE(WriteJsonFile(missing, "{}"));
-  // A file another writer holds exclusively is left as it is.
-  {
+  {  // a file another writer holds exclusively is left as it is
     platform::File holder;
     ASSERT_EQ(holder.Open(Path(L"held.json"), platform::OpenMode::CreateExclusive), 0u);
     ASSERT_EQ(holder.Write("held", 4), 0u);
     EXPECT_FALSE(WriteJsonFile(Path(L"held.json"), "{}"));
   }
   EXPECT_EQ(testsupport::ReadFile(Path(L"held.json")), "held");
-  const auto messages = Messages();
-  ASSERT_EQ(messages.size(), 2u);
-  EXPECT_EQ(messages[0], L"ERROR: metadata write to json file: open failed for " + missing + L" (Error: 0x3)");
-  EXPECT_EQ(messages[1],
-            L"ERROR: metadata write to json file: open failed for " + Path(L"held.json") + L" (Error: 0x20)");
+  EXPECT_EQ(Messages(), (std::vector<std::wstring>{
+                            L"ERROR: metadata write to json file: open failed for " + missing + L" (Error: 0x3)",
+                            L"ERROR: metadata write to json file: open failed for " + Path(L"held.json") +
+                                L" (Error: 0x20)"}));
 }
 
-TEST_F(JsonFile, ReaderDropsTheMarkOrReadsTheWholeFile) {
-  std::string text;
-  testsupport::WriteFile(Path(), std::string(kBom) + "{\"a\" : 1}");
-  ASSERT_TRUE(ReadJsonFile(Path(), text));
-  EXPECT_EQ(text, "{\"a\" : 1}");
-  // Without a mark, or with only part of one, the file is the text.
-  testsupport::WriteFile(Path(), "{\"a\" : 1}");
-  ASSERT_TRUE(ReadJsonFile(Path(), text));
-  EXPECT_EQ(text, "{\"a\" : 1}");
-  testsupport::WriteFile(Path(), "\xEF\xBB{}");
-  ASSERT_TRUE(ReadJsonFile(Path(), text));
-  EXPECT_EQ(text, "\xEF\xBB{}");
-  // Three bytes are enough: a mark alone is an empty text, three others the text.
-  testsupport::WriteFile(Path(), kBom);
-  ASSERT_TRUE(ReadJsonFile(Path(), text));
-  EXPECT_EQ(text, "");
-  testsupport::WriteFile(Path(), "{}\n");
-  ASSERT_TRUE(ReadJsonFile(Path(), text));
-  EXPECT_EQ(text, "{}\n");
-  // What the writer wrote comes back as it was.
-  const std::string document = DocumentWithId(kIdText);
-  ASSERT_TRUE(WriteJsonFile(Path(), document));
-  ASSERT_TRUE(ReadJsonFile(Path(), text));
-  EXPECT_EQ(text, document);
-  EXPECT_TRUE(Messages().empty());
-}
-
-TEST_F(JsonFile, ReaderRefusesShortMissingAndFolderPaths) {
-  std::string text = "stale";
-  testsupport::WriteFile(Path(L"two.json"), "{}");
-  EXPECT_FALSE(ReadJsonFile(Path(L"two.json"), text));
-  EXPECT_EQ(text, "");
-  testsupport::WriteFile(Path(L"zero.json"), "");
-  EXPECT_FALSE(ReadJsonFile(Path(L"zero.json"), text));
-  EXPECT_FALSE(ReadJsonFile(Path(L"missing.json"), text));
-  ASSERT_EQ(platform::MakeFolder(Path(L"folder.json")), 0u);
-  EXPECT_FALSE(ReadJsonFile(Path(L"folder.json"), text));
-  const auto messages = Messages();
-  ASSERT_EQ(messages.size(), 4u);
-  EXPECT_EQ(messages[0], L"ERROR: empty json file " + Path(L"two.json"));
-  EXPECT_EQ(messages[1], L"ERROR: empty json file " + Path(L"zero.json"));
-  EXPECT_EQ(messages[2], L"ERROR: unable to open json file: " + Path(L"missing.json") + L" [Error: 0x2]");
-  EXPECT_EQ(messages[3], L"ERROR: unable to open json file: " + Path(L"folder.json") + L" [Error: 0x5]");
-}
-
-TEST_F(JsonFile, UniqueIdComesFromTheDiskSection) {
-  Guid expected;
-  ASSERT_TRUE(ParseGuid(kIdText, expected));
-  ASSERT_TRUE(WriteJsonFile(Path(), DocumentWithId(kIdText)));
-  Guid id;
-  ASSERT_TRUE(ReadDiskUniqueId(Path(), id));
-  EXPECT_EQ(id, expected);
-
-  // Member names match without regard to case; digits in either case; no mark needed.
-  testsupport::WriteFile(Path(L"other.json"),
-                         "{\"DISK\": {\"UniqueID\": \"{0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9}\"}}");
-  Guid other;
-  ASSERT_TRUE(ReadDiskUniqueId(Path(L"other.json"), other));
-  EXPECT_EQ(other, expected);
-  EXPECT_TRUE(Messages().empty());
-}
-
-TEST_F(JsonFile, UniqueIdFailsQuietlyOnEveryMissingStep) {
-  const Guid untouched{0x11111111, 0x2222, 0x3333, {4, 4, 4, 4, 4, 4, 4, 4}};
-  const std::pair<const char*, std::string> cases[] = {
-      {"not json", "{\"disk\": {\"uniqueId\": "},
-      {"no disk", "{\"uniqueId\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}\"}"},
-      {"disk not an object", "{\"disk\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}\"}"},
-      {"no uniqueId", "{\"disk\": {\"source\": \"template\"}}"},
-      {"uniqueId a number", "{\"disk\": {\"uniqueId\": 12}}"},
-      {"no braces", "{\"disk\": {\"uniqueId\": \"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9\"}}"},
-      {"text after it", "{\"disk\": {\"uniqueId\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}x\"}}"},
-      {"not hex", "{\"disk\": {\"uniqueId\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8FG}\"}}"},
-      {"ends at a null", Bytes("{\"disk\": {\"uniqueId\": \"{0A1B2C3D-4E5F\0-6071-8293-A4B5C6D7E8F9}\"}}")},
-      {"null byte before it", Bytes("{\"x\": 1\0, \"disk\": {\"uniqueId\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}\"}}")},
+// The mark is dropped; without a whole one the file is the text; fewer than
+// three bytes, a missing file or a folder are refused.
+TEST_F(JsonFile, ReaderDropsTheMarkAndRefusesShortFiles) {
+  const struct {
+    std::string bytes;  // "/": a folder; "": no file
+    bool read;
+    std::string text;
+    std::wstring message;  // before the path
+  } cases[] = {
+      {std::string(kBom) + "{\"a\" : 1}", true, "{\"a\" : 1}", L""},
+      {"{\"a\" : 1}", true, "{\"a\" : 1}", L""},
+      {"\xEF\xBB{}", true, "\xEF\xBB{}", L""},
+      {kBom, true, "", L""},
+      {"{}\n", true, "{}\n", L""},
+      {"{}", false, "", L"ERROR: empty json file "},
+      {"", false, "", L"ERROR: unable to open json file: "},
+      {"/", false, "", L"ERROR: unable to open json file: "},
   };
-  for (const auto& [label, content] : cases) {
+  int n = 0;
+  for (const auto& c : cases) {
+    const std::wstring path = Path((L"case" + std::to_wstring(n++) + L".json").c_str());
+    if (c.bytes == "/") {
+      ASSERT_EQ(platform::MakeFolder(path), 0u);
+    } else if (!c.bytes.empty()) {
+      testsupport::WriteFile(path, c.bytes);
+    }
+    const size_t before = Messages().size();
+    std::string text = "stale";
+    EXPECT_EQ(ReadJsonFile(path, text), c.read) << c.bytes;
+    EXPECT_EQ(text, c.text);
+    const auto messages = Messages();
+    ASSERT_EQ(messages.size(), before + (c.message.empty() ? 0 : 1)) << c.bytes;
+    if (!c.message.empty()) {
+      const std::wstring error = c.bytes.empty() ? L" [Error: 0x2]" : c.bytes == "/" ? L" [Error: 0x5]" : L"";
+      EXPECT_EQ(messages.back(), c.message + path + error);
+    }
+  }
+}
+
+// Member names match without regard to case, digits in either case, no mark
+// needed; every missing step fails quietly and leaves the id as it was.
+TEST_F(JsonFile, UniqueIdComesFromTheDiskSectionOnly) {
+  const std::pair<std::string, bool> cases[] = {
+      {"{\"DISK\": {\"UniqueID\": \"{0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9}\"}}", true},
+      {"{\"disk\": {\"uniqueId\": ", false},
+      {"{\"uniqueId\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}\"}", false},
+      {"{\"disk\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}\"}", false},
+      {"{\"disk\": {\"uniqueId\": 12}}", false},
+      {"{\"disk\": {\"uniqueId\": \"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9\"}}", false},
+      {"{\"disk\": {\"uniqueId\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}x\"}}", false},
+      {"{\"disk\": {\"uniqueId\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8FG}\"}}", false},
+      {Bytes("{\"disk\": {\"uniqueId\": \"{0A1B2C3D-4E5F\0-6071-8293-A4B5C6D7E8F9}\"}}"), false},
+      {Bytes("{\"x\": 1\0, \"disk\": {\"uniqueId\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}\"}}"), false},
+  };
+  const Guid untouched{0x11111111, 0x2222, 0x3333, {4, 4, 4, 4, 4, 4, 4, 4}};
+  Guid expected;
+  ASSERT_TRUE(ParseGuid(platform::FromUtf8(kId), expected));
+  for (const auto& [content, found] : cases) {
     testsupport::WriteFile(Path(), content);
     Guid id = untouched;
-    EXPECT_FALSE(ReadDiskUniqueId(Path(), id)) << label;
-    EXPECT_EQ(id, untouched) << label;
+    EXPECT_EQ(ReadDiskUniqueId(Path(), id), found) << content;
+    EXPECT_EQ(id, found ? expected : untouched) << content;
   }
   EXPECT_TRUE(Messages().empty());
-  // A file that cannot be read brings the reader's own message only.
-  Guid id = untouched;
-  EXPECT_FALSE(ReadDiskUniqueId(Path(L"missing.json"), id));
-  EXPECT_EQ(Messages(),
-            std::vector<std::wstring>{L"ERROR: unable to open json file: " + Path(L"missing.json") + L" [Error: 0x2]"});
 }
 
 }  // namespace

@@ -31,32 +31,4 @@ TEST(MetadataRoundTrip, SeededTreesParseBackToWhatWasBuilt) {
   EXPECT_GT(nestedArrays, 200u);
 }
 
-// The check itself sees a difference: a model that disagrees with the text.
-TEST(MetadataRoundTrip, TheComparisonNoticesDifferences) {
-  MetadataObject root;
-  root.AddString(L"a", L"x\u2028\x01");
-  root.AddUint64(L"n", UINT64_MAX);
-  cJSON* parsed = cJSON_Parse(root.Serialize(0).c_str());
-  ASSERT_NE(parsed, nullptr);
-  roundtrip::Model model;
-  model.type = roundtrip::Model::Type::Object;
-  roundtrip::Model text;
-  text.key = "a";
-  text.text = "x\xE2\x80\xA8\x01";
-  roundtrip::Model number;
-  number.key = "n";
-  number.type = roundtrip::Model::Type::Number;
-  number.number = 18446744073709551615.0;
-  model.children = {text, number};
-  EXPECT_EQ(roundtrip::Compare(parsed, model, ""), "");
-  model.children[0].text = "x";
-  EXPECT_EQ(roundtrip::Compare(parsed, model, ""), "/0: string differs");
-  model.children[0].text = text.text;
-  model.children[1].key = "N";
-  EXPECT_EQ(roundtrip::Compare(parsed, model, ""), "/1: key differs");
-  model.children.pop_back();
-  EXPECT_EQ(roundtrip::Compare(parsed, model, ""), ": extra member");
-  cJSON_Delete(parsed);
-}
-
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <regex>
 
 #include "platform/text.h"
@@ -79,55 +80,48 @@ TEST(SystemInfoMembers, OperatingSystemInDocumentOrder) {
                          {L"osLanguage", L"en-US English (United States)"}}));
 }
 
-TEST(SystemInfoMembers, ServicePacksArchitecturesAndLanguages) {
-  OperatingSystemFacts facts = WindowsTen();
-  // No service pack: no version; a CSDVersion alone still shows.
-  facts.management[4] = L"Update";
-  EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osServicePack"), L"Update");
-  EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osServicePackVersion"), L"(none)");
-  // The version text is held in 8 characters.
-  facts.management[5] = L"12345";
-  facts.management[6] = L"678";
-  EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osServicePackVersion"), L"12345.6");
-
-  facts = WindowsTen();
-  facts.architecture = 0;
-  EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osArchitecture"), L"32-bit");
-  facts.architecture = 12;  // ARM64
-  EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osArchitecture"), L"(none)");
-
-  const struct {
-    platform::sysinfo::LocaleNames locale;
-    const wchar_t* language;  // nullptr: no osLanguage
-  } languages[] = {
-      {{L"de", L"CH", L"German", L"Switzerland"}, L"de-CH German (Switzerland)"},
-      {{L"en", L"US", L"", L"United States"}, L"en-US"},
-      {{L"en", L"US", L"English", L""}, L"en-US English"},
-      {{L"bs", L"BA", L"Bosnian", L"Bosnia & Herzegovina"}, L"bs-BA Bosnian"},  // 20 characters do not fit
-      {{L"en", L"", L"English", L""}, L"en- English"},
-      {{L"", L"US", L"English", L"United States"}, nullptr},
+// One member per row, from a change to the Windows 10 facts.
+TEST(SystemInfoMembers, ServicePacksArchitecturesLanguagesAndVersions) {
+  using Change = std::function<void(OperatingSystemFacts&)>;
+  const auto locale = [](platform::sysinfo::LocaleNames names) -> Change {
+    return [names](OperatingSystemFacts& f) { f.locale = names; };
   };
-  for (const auto& c : languages) {
-    facts = WindowsTen();
-    facts.locale = c.locale;
-    EXPECT_EQ(Member(OperatingSystemMembers(facts), L"osLanguage"), c.language ? c.language : L"(none)");
-  }
-}
-
-TEST(SystemInfoMembers, VersionsScanLikeTheCRuntime) {
   const struct {
-    const wchar_t* version;
-    const wchar_t* major;
-    const wchar_t* minor;
-  } versions[] = {{L"6.1.7601", L"6", L"1"}, {L"6.1.0-18-amd64", L"6", L"1"}, {L"12", L"12", L"0"},
-                  {L"x.y", L"0", L"0"},      {L" 5. 4", L"5", L"4"}};
-  for (const auto& v : versions) {
-    OperatingSystemFacts facts;
-    facts.management = {L"", L"", v.version};
-    EXPECT_EQ(OperatingSystemMembers(facts),
-              (InfoMembers{{L"osVersion", v.version}, {L"osMajorVersion", v.major}, {L"osMinorVersion", v.minor}}));
+    Change change;
+    const wchar_t* key;
+    const wchar_t* value;
+  } cases[] = {
+      // No service pack: no version; a CSDVersion alone still shows.
+      {[](OperatingSystemFacts& f) { f.management[4] = L"Update"; }, L"osServicePack", L"Update"},
+      {[](OperatingSystemFacts& f) { f.management[4] = L"Update"; }, L"osServicePackVersion", L"(none)"},
+      // The version text is held in 8 characters.
+      {[](OperatingSystemFacts& f) { f.management[5] = L"12345", f.management[6] = L"678"; }, L"osServicePackVersion",
+       L"12345.6"},
+      {[](OperatingSystemFacts& f) { f.architecture = 0; }, L"osArchitecture", L"32-bit"},
+      {[](OperatingSystemFacts& f) { f.architecture = 12; }, L"osArchitecture", L"(none)"},  // ARM64
+      {locale({L"de", L"CH", L"German", L"Switzerland"}), L"osLanguage", L"de-CH German (Switzerland)"},
+      {locale({L"en", L"US", L"", L"United States"}), L"osLanguage", L"en-US"},
+      {locale({L"en", L"US", L"English", L""}), L"osLanguage", L"en-US English"},
+      {locale({L"bs", L"BA", L"Bosnian", L"Bosnia & Herzegovina"}), L"osLanguage", L"bs-BA Bosnian"},  // 20 too many
+      {locale({L"en", L"", L"English", L""}), L"osLanguage", L"en- English"},
+      {locale({L"", L"US", L"English", L"United States"}), L"osLanguage", L"(none)"},
+      // Versions scan like the C runtime.
+      {[](OperatingSystemFacts& f) { f.management[2] = L"6.1.0-18-amd64"; }, L"osMinorVersion", L"1"},
+      {[](OperatingSystemFacts& f) { f.management[2] = L"12"; }, L"osMinorVersion", L"0"},
+      {[](OperatingSystemFacts& f) { f.management[2] = L"x.y"; }, L"osMajorVersion", L"0"},
+      {[](OperatingSystemFacts& f) { f.management[2] = L" 5. 4"; }, L"osMajorVersion", L"5"},
+      {[](OperatingSystemFacts& f) { f.management[2] = L" 5. 4"; }, L"osMinorVersion", L"4"},
+  };
+  for (const auto& c : cases) {
+    OperatingSystemFacts facts = WindowsTen();
+    c.change(facts);
+    EXPECT_EQ(Member(OperatingSystemMembers(facts), c.key), c.value) << platform::ToUtf8(c.key);
   }
-  // Nothing known, nothing added.
+  // Only what is known is added.
+  OperatingSystemFacts facts;
+  facts.management = {L"", L"", L"6.1.7601"};
+  EXPECT_EQ(OperatingSystemMembers(facts),
+            (InfoMembers{{L"osVersion", L"6.1.7601"}, {L"osMajorVersion", L"6"}, {L"osMinorVersion", L"1"}}));
   EXPECT_EQ(OperatingSystemMembers(OperatingSystemFacts{}), InfoMembers{});
 }
 
@@ -174,39 +168,32 @@ void ExpectOrderAndShapes(const InfoMembers& members, const std::vector<std::pai
   }
 }
 
-TEST(SystemInfoOfThisSystem, OperatingSystemMembersHaveTheirShapes) {
+TEST(SystemInfoOfThisSystem, MembersHaveTheirShapes) {
   testsupport::ScratchLog log;
-  const InfoMembers members = OperatingSystemMembers(ReadOperatingSystemFacts(L"GetOperatingSystemInfo"));
-  const std::wregex any(L".+"), number(L"[0-9]+");
-  ExpectOrderAndShapes(members, {{L"osName", any},
-                                 {L"osProductType", number},
-                                 {L"osVersion", std::wregex(L"[0-9]+\\..+")},
-                                 {L"osMajorVersion", number},
-                                 {L"osMinorVersion", number},
-                                 {L"osBuildNumber", any},
-                                 {L"osServicePack", any},
-                                 {L"osServicePackVersion", std::wregex(L"[1-9][0-9]*\\.[0-9]*")},
-                                 {L"osArchitecture", std::wregex(L"(32|64)-bit")},
-                                 {L"osLanguage", std::wregex(L"[a-z]{2,3}-[A-Z]*( [^ ()][^()]*( \\([^()]+\\))?)?")}});
-  EXPECT_NE(Member(members, L"osName"), L"(none)");
-  EXPECT_NE(Member(members, L"osVersion"), L"(none)");
-  EXPECT_EQ(log.Entries(), std::vector<std::wstring>{});  // COM started
-}
-
-TEST(SystemInfoOfThisSystem, MachineMembersHaveTheirShapes) {
-  testsupport::ScratchLog log;
-  const InfoMembers members = MachineMembers(ReadMachineFacts(L"GetMachineInfo"));
-  const std::wregex any(L".+");
-  ExpectOrderAndShapes(members, {{L"cpuArchitecture", std::wregex(L"(32|64)-bit")},
+  const std::wregex any(L".+"), number(L"[0-9]+"), bits(L"(32|64)-bit");
+  const InfoMembers os = OperatingSystemMembers(ReadOperatingSystemFacts(L"GetOperatingSystemInfo"));
+  ExpectOrderAndShapes(os, {{L"osName", any},
+                            {L"osProductType", number},
+                            {L"osVersion", std::wregex(L"[0-9]+\\..+")},
+                            {L"osMajorVersion", number},
+                            {L"osMinorVersion", number},
+                            {L"osBuildNumber", any},
+                            {L"osServicePack", any},
+                            {L"osServicePackVersion", std::wregex(L"[1-9][0-9]*\\.[0-9]*")},
+                            {L"osArchitecture", bits},
+                            {L"osLanguage", std::wregex(L"[a-z]{2,3}-[A-Z]*( [^ ()][^()]*( \\([^()]+\\))?)?")}});
+  const InfoMembers machine = MachineMembers(ReadMachineFacts(L"GetMachineInfo"));
+  ExpectOrderAndShapes(machine, {{L"cpuArchitecture", bits},
                                  {L"machineType", std::wregex(L"virtual|physical")},
                                  {L"machineName", std::wregex(L"[^a-z.]{1,15}")},
                                  {L"machineDNSName", any},
                                  {L"workgroupName", any},
                                  {L"domainNetbiosName", any},
                                  {L"domainName", any}});
-  EXPECT_NE(Member(members, L"cpuArchitecture"), L"(none)");
-  EXPECT_NE(Member(members, L"machineName"), L"(none)");
-  EXPECT_EQ(log.Entries(), std::vector<std::wstring>{});
+  for (const auto& [members, key] : {std::pair{&os, L"osName"}, {&os, L"osVersion"}, {&machine, L"cpuArchitecture"},
+                                     {&machine, L"machineName"}})
+    EXPECT_NE(Member(*members, key), L"(none)") << platform::ToUtf8(key);
+  EXPECT_EQ(log.Entries(), std::vector<std::wstring>{});  // COM started
 }
 
 }  // namespace

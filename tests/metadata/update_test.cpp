@@ -1,10 +1,10 @@
 // An update: the package folder and the identities of _meta.yml move to the
-// new identity in order, and each new document carries the chain of the
-// packages before it, oldest first.
+// new identity in order, and the chain of the packages before is read from
+// the previous document (whole chains of updates are the end-to-end
+// capture's).
 #include <gtest/gtest.h>
 
 #include "document_volume.h"
-#include "metadata/json_file.h"
 #include "metadata/update.h"
 
 namespace {
@@ -68,33 +68,6 @@ TEST_F(Update, PreProcessingStopsAtTheFirstFailure) {
   EXPECT_FALSE(UpdatePreProcessing(run_, kPackageId, kNewId, kNewVolume));
   EXPECT_EQ(L"ERROR: failed to update root metadata vol guid", NewMessages().back());
   EXPECT_TRUE(platform::PathExists(volume::PackageFolder(volume_, kNewId))) << "the rename is not undone";
-}
-
-// Three updates in a row: each document lists the packages before it.
-TEST_F(Update, ChainOfThreeUpdates) {
-  const std::wstring ids[] = {kPackageId, L"{a0000000-0000-4000-8000-000000000001}",
-                              L"{a0000000-0000-4000-8000-000000000002}", L"{a0000000-0000-4000-8000-000000000003}"};
-  std::string text = Build();
-  ASSERT_TRUE(WriteJsonFile(volume::PackageJsonPath(volume_, ids[0]), text));
-  for (int update = 1; update <= 3; ++update) {
-    CaptureRun next = run_;
-    next.derivation.clear();
-    ASSERT_TRUE(UpdatePreProcessing(next, ids[update - 1], ids[update], kNewVolume));
-    ASSERT_TRUE(BuildDerivationChain(next, ids[update]));
-    next.appId = ids[update];
-    ASSERT_TRUE(BuildMetadataDocument(next, text, PinnedSources()));
-    ASSERT_TRUE(WriteJsonFile(volume::PackageJsonPath(volume_, ids[update]), text));
-    EXPECT_EQ(std::vector<std::wstring>(ids, ids + update), next.derivation);
-  }
-  const JsonTree tree = ParsedDocument(text, scratch_ / L"document.json");
-  const cJSON* bundle = cJSON_GetObjectItem(
-      cJSON_GetObjectItem(cJSON_GetObjectItem(tree.get(), "appstack"), "applicationBundles"), "applicationBundle0");
-  EXPECT_STREQ(platform::ToUtf8(ids[3]).c_str(), cJSON_GetStringValue(cJSON_GetObjectItem(bundle, "guid")));
-  std::vector<std::string> chain;
-  const cJSON* item = nullptr;
-  cJSON_ArrayForEach(item, cJSON_GetObjectItem(bundle, "derivation")) chain.push_back(cJSON_GetStringValue(item));
-  EXPECT_EQ((std::vector<std::string>{platform::ToUtf8(ids[0]), platform::ToUtf8(ids[1]), platform::ToUtf8(ids[2])}),
-            chain);
 }
 
 // The reader: with or without the mark, names without regard to case, only

@@ -15,34 +15,28 @@ std::wstring Base64(const std::string& bytes) {
   return text;
 }
 
-TEST(Md5, KnownDigests) {
-  EXPECT_EQ(GetMD5Hash(""), L"d41d8cd98f00b204e9800998ecf8427e");
-  EXPECT_EQ(GetMD5Hash("abc"), L"900150983cd24fb0d6963f7d28e17f72");
-  EXPECT_EQ(GetMD5Hash("message digest"), L"f96b697d7cb7938d525a2f31aaf161d0");
-  EXPECT_EQ(GetMD5Hash(std::string(1000000, 'a')), L"7707d6ae4e027c70eea2a935c2296f21");
-}
-
-TEST(LaunchId, HexOfTheUtf8DigestInGuidShape) {
-  EXPECT_EQ(GetMD5HashGuid(L"abc"), L"{90015098-3cd2-4fb0-d696-3f7d28e17f72}");
-  EXPECT_EQ(GetMD5HashGuid(L"C:\\Program Files\\Tellurex\\App\\app.exe"), L"{ed42fbfb-2095-5137-420a-e2f3a3780886}");
-  EXPECT_EQ(GetMD5HashGuid(L"C:\\Users\\Public\\Desktop\\Caf\u00e9.lnk"), L"{d4cb82c2-44cd-3cf9-c63a-14c882551899}");
-}
-
-TEST(LaunchId, EmptyTextIsLoggedAndGivesNothing) {
+TEST(Md5, KnownDigestsAndLaunchIds) {
+  for (const auto& [text, digest] : {std::pair{std::string(), L"d41d8cd98f00b204e9800998ecf8427e"},
+                                     {"abc", L"900150983cd24fb0d6963f7d28e17f72"},
+                                     {"message digest", L"f96b697d7cb7938d525a2f31aaf161d0"},
+                                     {std::string(1000000, 'a'), L"7707d6ae4e027c70eea2a935c2296f21"}})
+    EXPECT_EQ(GetMD5Hash(text), digest);
+  // A launch id is the hex of the UTF-8 digest in the shape of a GUID.
+  for (const auto& [path, id] :
+       {std::pair{L"abc", L"{90015098-3cd2-4fb0-d696-3f7d28e17f72}"},
+        {L"C:\\Program Files\\Tellurex\\App\\app.exe", L"{ed42fbfb-2095-5137-420a-e2f3a3780886}"},
+        {L"C:\\Users\\Public\\Desktop\\Caf\u00e9.lnk", L"{d4cb82c2-44cd-3cf9-c63a-14c882551899}"}})
+    EXPECT_EQ(GetMD5HashGuid(path), id);
   testsupport::ScratchLog log;
   EXPECT_EQ(GetMD5HashGuid(L""), L"");
   EXPECT_EQ(log.Text(), L"PrintLog@655: GetMD5HashGuid: Invalid argument passed - sstrData\n\n");
 }
 
 TEST(Base64, Rfc4648VectorsWithoutLineBreaks) {
-  EXPECT_EQ(Base64(""), L"");
-  EXPECT_EQ(Base64("f"), L"Zg==");
-  EXPECT_EQ(Base64("fo"), L"Zm8=");
-  EXPECT_EQ(Base64("foo"), L"Zm9v");
-  EXPECT_EQ(Base64("foob"), L"Zm9vYg==");
-  EXPECT_EQ(Base64("fooba"), L"Zm9vYmE=");
-  EXPECT_EQ(Base64("foobar"), L"Zm9vYmFy");
-  EXPECT_EQ(Base64(std::string("\xff\xfe\x00\x80", 4)), L"//4AgA==");
+  for (const auto& [bytes, text] : {std::pair{std::string(), L""}, {"f", L"Zg=="}, {"fo", L"Zm8="}, {"foo", L"Zm9v"},
+                                    {"foob", L"Zm9vYg=="}, {"fooba", L"Zm9vYmE="}, {"foobar", L"Zm9vYmFy"},
+                                    {std::string("\xff\xfe\x00\x80", 4), L"//4AgA=="}})
+    EXPECT_EQ(Base64(bytes), text);
   std::string big(100003, '\0');
   for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<char>(i * 7);
   const std::wstring text = Base64(big);

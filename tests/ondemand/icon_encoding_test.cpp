@@ -73,29 +73,26 @@ TEST_F(IconEncoding, IconFileCheck) {
   EXPECT_EQ(text.substr(text.size() - 4), L").\n\n");
 }
 
-TEST_F(IconEncoding, NamedGroupsSortWithoutRegardToCase) {
-  std::vector<Resource> resources;
-  // Stored in upper case, as resource compilers do; compared in lower case,
-  // "_" sorts before the letters.
-  AddGroup(resources, L"AB", 0, 1, kRed);
-  AddGroup(resources, L"AB2", 0, 2, kGreen);
-  AddGroup(resources, L"A_B", 0, 3, kBlue);
-  AddGroup(resources, {}, 5, 4, kGrey);
-  const std::wstring module = Write(L"named.dll", testsupport::BuildPe(resources));
-  EXPECT_EQ(GroupColour(module, 0), kBlue);
-  EXPECT_EQ(GroupColour(module, -5), kGrey);
-}
-
-TEST_F(IconEncoding, IdsNegativeIndexesAndPositions) {
-  std::vector<Resource> resources;
+// Groups by position (named ones first, sorted in lower case, "_" before the
+// letters; then ids in order), by minus the id (a missing id: the first),
+// and a path's own index wins.
+TEST_F(IconEncoding, GroupsAreChosenByPositionOrId) {
+  std::vector<Resource> named, resources;
+  AddGroup(named, L"AB", 0, 1, kRed);  // stored in upper case, as resource compilers do
+  AddGroup(named, L"AB2", 0, 2, kGreen);
+  AddGroup(named, L"A_B", 0, 3, kBlue);
+  AddGroup(named, {}, 5, 4, kGrey);
   AddGroup(resources, {}, 205, 1, kRed);
   AddGroup(resources, {}, 101, 2, kGreen);
+  const std::wstring names = Write(L"named.dll", testsupport::BuildPe(named));
   const std::wstring module = Write(L"ids.dll", testsupport::BuildPe(resources));
-  EXPECT_EQ(GroupColour(module, 0), kGreen);    // the smallest id
-  EXPECT_EQ(GroupColour(module, 1), kRed);
-  EXPECT_EQ(GroupColour(module, -205), kRed);   // minus the id
-  EXPECT_EQ(GroupColour(module, -7), kGreen);   // no group 7: the first id
-  EXPECT_EQ(GroupColour(module + L",-205", 0), kRed);  // the path's own index wins
+  const struct {
+    std::wstring module;
+    int index;
+    uint32_t colour;
+  } cases[] = {{names, 0, kBlue},      {names, -5, kGrey},    {module, 0, kGreen},           {module, 1, kRed},
+               {module, -205, kRed}, {module, -7, kGreen}, {module + L",-205", 0, kRed}};
+  for (const auto& c : cases) EXPECT_EQ(GroupColour(c.module, c.index), c.colour) << c.index;
   EXPECT_EQ(log_.Text(), L"");
 
   std::wstring base64 = L"left over";

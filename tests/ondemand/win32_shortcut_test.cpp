@@ -3,7 +3,8 @@
 // for byte on both backends.
 #include <gtest/gtest.h>
 
-#include "foundation/log.h"
+#include <cwchar>
+
 #include "ondemand/win32_shortcut.h"
 #include "platform/common/shell_link_format.h"
 #include "platform/files.h"
@@ -22,52 +23,22 @@ namespace {
 class ShortcutLog : public testing::Test {
  protected:
   // Shortcuts are read inside the caller's COM apartment.
-  void SetUp() override {
-    com_ = shell::InitializeCom() >= 0;
-    testsupport::SetInstallDir(agent_.path());
-    OpenLog();
-  }
+  void SetUp() override { com_ = shell::InitializeCom() >= 0; }
   void TearDown() override {
-    CloseLog();
-    testsupport::SetInstallDir(L"");
     if (com_) shell::UninitializeCom();
   }
-  // The texts of the log's entries, each without its stamp. A text may hold
-  // several line breaks of its own, so entries are cut at the stamps.
-  std::vector<std::wstring> Entries() {
-    CloseLog();
-    std::vector<std::wstring> entries;
-    const std::wstring log = agent_ / L"Logs\\thcapture.log";
-    if (platform::PathExists(log)) {
-      const std::string bytes = testsupport::ReadFile(log);
-      EXPECT_EQ(bytes.substr(0, 2), "\xff\xfe");
-      const std::wstring text = platform::FromUtf16Le(std::string_view(bytes).substr(2));
-      size_t at = 0;
-      while (at < text.size()) {
-        EXPECT_TRUE(testsupport::HasStamp(text.substr(at))) << platform::ToUtf8(text.substr(at));
-        size_t next = at + 30;
-        while ((next = text.find(L"\n[", next)) != std::wstring::npos && !testsupport::HasStamp(text.substr(next + 1))) {
-          ++next;
-        }
-        next = next == std::wstring::npos ? text.size() : next + 1;
-        entries.push_back(text.substr(at + 30, next - at - 30));
-        at = next;
-      }
-    }
-    OpenLog();
-    return entries;
-  }
+  std::vector<std::wstring> Entries() { return log_.Entries(); }
   static std::wstring Failure(const wchar_t* call, int32_t status, const wchar_t* function =
                                                                         L"CShellLinkDetails::PopulateShellLinkDetails") {
     wchar_t hex[16];
     const uint32_t u = static_cast<uint32_t>(status);
-    for (int i = 0; i < 8; ++i) hex[i] = L"0123456789abcdef"[(u >> (28 - 4 * i)) & 0xF];
-    hex[8] = 0;
+    swprintf(hex, 16, L"%08x", u);
     return std::wstring(L"PrintLog@655: ERROR: ") + function + L": CWin32Shortcut::" + call + L"(.[0x" + hex + L"-" +
            platform::SystemErrorText(u) + L"].) failed.\n\n";
   }
 
-  testsupport::ScratchFolder agent_, dir_;
+  testsupport::ScratchLog log_;
+  testsupport::ScratchFolder dir_;
   bool com_ = false;
 };
 

@@ -103,6 +103,8 @@ class ScratchLog {
   std::vector<std::wstring> Messages();
   // Everything written so far, stamps removed.
   std::wstring Text();
+  // The agent's folder the log is in (its Logs folder below).
+  const std::wstring& agentFolder() const { return agent_.path(); }
 
  private:
   ScratchFolder agent_;

@@ -1,6 +1,8 @@
 // Phase one answered by a packager at a terminal: the program runs on a
 // pseudo-terminal and reads the answers typed into it.
+#include <poll.h>
 #include <pty.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,8 +28,22 @@ int RunOnTerminal(const std::string& program, const std::vector<std::string>& ar
     _exit(127);
   }
   if (write(terminal, input.data(), input.size()) != static_cast<ssize_t>(input.size())) return -1;
+  // A program that waits for an answer never given (a refused second
+  // instance asks for Enter) must fail the test, not hang the suite.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   char buffer[4096];
-  for (ssize_t n; (n = read(terminal, buffer, sizeof buffer)) > 0;) output.append(buffer, static_cast<size_t>(n));
+  for (;;) {
+    pollfd ready{terminal, POLLIN, 0};
+    if (poll(&ready, 1, 1000) == 0) {
+      if (std::chrono::steady_clock::now() < deadline) continue;
+      kill(child, SIGKILL);
+      output += "\n[no end after 60 s: killed]";
+      break;
+    }
+    const ssize_t n = read(terminal, buffer, sizeof buffer);
+    if (n <= 0) break;
+    output.append(buffer, static_cast<size_t>(n));
+  }
   close(terminal);
   int status = 0;
   waitpid(child, &status, 0);

@@ -43,7 +43,6 @@ class ZipArchiver : public testing::Test {
     unlink(Archiver().c_str());
     ASSERT_EQ(symlink("/usr/bin/7z", Archiver().c_str()), 0);
   }
-  static void StandIn(int exitCode) { StandInScript("exit " + std::to_string(exitCode)); }
   static void StandInScript(const std::string& body) {
     unlink(Archiver().c_str());
     testsupport::WriteFile(*agent_ / L"libs\\7z.exe", "#!/bin/sh\n" + body + "\n");
@@ -87,55 +86,49 @@ TEST_F(ZipArchiver, ArchiveHoldsTheInputAndPassesTheArchiversTest) {
   EXPECT_EQ(Get7ZipExePath(), agent_->path() + L"\\libs\\7z.exe");
 }
 
-TEST_F(ZipArchiver, WarningsExitCodeOneIsAFailure) {
-  StandIn(1);
-  testsupport::ScratchLog log;
-  const std::wstring input = work_ / L"in.json";
-  testsupport::WriteFile(input, "{}");
-  EXPECT_FALSE(ZipFile(input, work_ / L"out.zip"));
-  const std::wstring text = log.Text();
-  EXPECT_NE(text.find(L"ZipFile: ExitCode 1. Finished waiting for"), std::wstring::npos) << platform::ToUtf8(text);
-  StandIn(0);
-  EXPECT_TRUE(ZipFile(input, work_ / L"out.zip"));
-}
-
-// The line shows what the wait really gave: a child killed by a signal was
-// waited for; one reaped behind the launcher's back (SIGCHLD ignored) was
-// not, and the last error stands in for its exit code.
-TEST_F(ZipArchiver, TheFinishedLineShowsTheWaitsResult) {
-  StandInScript("kill -9 $$");
+// Any exit code but 0 fails, and the last line shows what the wait really
+// gave: a child killed by a signal was waited for; one reaped behind the
+// launcher's back (SIGCHLD ignored) was not, and the last error stands in
+// for its exit code; an archiver that is not there does not start.
+TEST_F(ZipArchiver, FailuresEndWithWhatTheWaitGave) {
   const std::wstring input = work_ / L"in.json";
   testsupport::WriteFile(input, "{}");
   const std::wstring line = Get7ZipExePath() + L" a \"" + work_ / L"out.zip" + L"\" \"" + input + L"\"";
   const auto finished = [&](const wchar_t* code, const wchar_t* wait) {
-    return L"PrintLog@655: ZipFile: ExitCode " + std::wstring(code) + L". Finished waiting for \"" + line +
-           L"\" (WaitStatus " + wait + L")\n\n";
+    return L"ZipFile: ExitCode " + std::wstring(code) + L". Finished waiting for \"" + line + L"\" (WaitStatus " +
+           wait + L")";
   };
-  for (const bool reaped : {false, true}) {
+  const struct {
+    const char* script;  // nullptr: no archiver
+    bool reaped;
+    std::wstring last;
+  } cases[] = {
+      {"exit 1", false, finished(L"1", L"0")},
+      {"kill -9 $$", false, finished(L"137", L"0")},
+      {"kill -9 $$", true, finished(L"6", L"-1")},
+      {nullptr, false, L"ZipFile: CreateProcessW failed for \"" + line + L"\": error 2"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.script ? c.script : "missing");
+    if (c.script) {
+      StandInScript(c.script);
+    } else {
+      unlink(Archiver().c_str());
+    }
     testsupport::ScratchLog log;
     struct sigaction ignore = {}, saved = {};
     ignore.sa_handler = SIG_IGN;
-    if (reaped) ASSERT_EQ(sigaction(SIGCHLD, &ignore, &saved), 0);
+    if (c.reaped) {
+      ASSERT_EQ(sigaction(SIGCHLD, &ignore, &saved), 0);
+    }
     EXPECT_FALSE(ZipFile(input, work_ / L"out.zip"));
-    if (reaped) sigaction(SIGCHLD, &saved, nullptr);
-    const std::wstring text = log.Text();
-    const std::wstring expected = reaped ? finished(L"6", L"-1") : finished(L"137", L"0");
+    if (c.reaped) sigaction(SIGCHLD, &saved, nullptr);
+    const std::wstring text = log.Text(), expected = L"PrintLog@655: " + c.last + L"\n\n";
     ASSERT_GE(text.size(), expected.size());
     EXPECT_EQ(text.substr(text.size() - expected.size()), expected);
   }
-}
-
-TEST_F(ZipArchiver, MissingArchiverFailsToStart) {
-  unlink(Archiver().c_str());
-  testsupport::ScratchLog log;
-  const std::wstring input = work_ / L"in.json";
-  testsupport::WriteFile(input, "{}");
-  EXPECT_FALSE(ZipFile(input, work_ / L"out.zip"));
-  const std::wstring line = Get7ZipExePath() + L" a \"" + work_ / L"out.zip" + L"\" \"" + input + L"\"";
-  const std::wstring expected = L"PrintLog@655: ZipFile: CreateProcessW failed for \"" + line + L"\": error 2\n\n";
-  const std::wstring text = log.Text();
-  ASSERT_GE(text.size(), expected.size());
-  EXPECT_EQ(text.substr(text.size() - expected.size()), expected);
+  StandInScript("exit 0");
+  EXPECT_TRUE(ZipFile(input, work_ / L"out.zip"));
 }
 
 // A ShellNew template: taken from the package, zipped in the working folder,
