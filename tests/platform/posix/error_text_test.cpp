@@ -20,7 +20,7 @@ TEST(SystemErrorTexts, TheWindowsWording) {
   };
   for (const auto& [code, text] : cases) {
     EXPECT_EQ(platform::SystemErrorText(code), text) << code;
-    if (code < 100) {  // the log's own short list
+    if (code < 100) {  // the file codes the log describes too
       EXPECT_EQ(platform::ErrorDescription(code), text) << code;
     }
   }
