@@ -9,9 +9,10 @@
 namespace {
 
 // The metadata writer leaves control characters other than its seven
-// escapes raw, which no JSON reader takes; they stand as U+FFFD here.
+// escapes raw, which no JSON reader takes; they stand as U+FFFD here. A
+// text ends at its first null character, as in every document.
 std::wstring Readable(std::wstring_view value) {
-  std::wstring text(value);
+  std::wstring text(value.substr(0, value.find(L'\0')));
   for (wchar_t& c : text) {
     const bool escaped = c == L'\b' || c == L'\t' || c == L'\n' || c == L'\f' || c == L'\r';
     if (c < 0x20 && !escaped) c = 0xFFFD;
