@@ -204,7 +204,7 @@ bool write_appinfo_file(const std::wstring& hiveRoot, const std::vector<Installe
                            ExtractAppIcon(volume::PackageRoot(volumeRoot, entryAppId), record.displayIcon, iconFile, why);
     if (extracted) ++icons;
     ReportEvent app("app");
-    app.Text("stage", "inventory")
+    app.Text("part", "inventory")
         .Text("name", record.displayName)
         .Text("version", record.displayVersion)
         .Text("publisher", record.publisher)

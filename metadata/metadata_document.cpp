@@ -341,7 +341,7 @@ std::unique_ptr<MetadataObject> BundleObject(const CaptureRun& run, const Bundle
     apps->Add(std::move(entry));
     const wchar_t* source = run.flags.msix ? L"Assets logo" : L"package hive";
     run.report.Add(ReportEvent("app")
-                       .Text("stage", "document")
+                       .Text("part", "document")
                        .Text("name", app.displayName)
                        .Text("version", app.displayVersion)
                        .Text("publisher", app.publisher)

@@ -41,8 +41,8 @@ TEST_F(PhaseOneReport, TellsTheApplicationItsIconTheStagesAndTheExitWithoutTouch
   EXPECT_EQ(lines.back().Text("event"), "exit");
   EXPECT_EQ(lines.back().numbers.at("code"), -19);
 
-  const auto apps = Events(lines, "app", {{"stage", "inventory"}, {"name", "Editor"}, {"icon", "written"}});
-  ASSERT_EQ(apps.size(), 1u);
+  const auto apps = Events(lines, "app", {{"part", "inventory"}, {"name", "Editor"}, {"icon", "written"}});
+  ASSERT_EQ(apps.size(), 1u) << testsupport::ReadFile(ReportPath());
   EXPECT_EQ(apps[0].Text("icon_source"), "c:\\program files\\editor\\editor.ico");
   EXPECT_TRUE(platform::FileExists(platform::FromUtf8(apps[0].Text("icon_file")))) << apps[0].Text("icon_file");
 
