@@ -127,23 +127,4 @@ TEST_F(CaptureReportFile, AReportThatCannotBeWrittenIsDroppedWithOneLine) {
       << platform::ToUtf8(messages[0]);
 }
 
-// A stage's line comes when its scope ends, however it is left.
-TEST_F(CaptureReportFile, StageTimeIsAddedWhenTheStageEnds) {
-  CaptureReport report;
-  report.Open(logs_.path(), kLowerId);
-  const auto stage = [&](bool early) {
-    ReportedStage timed(report, "zip");
-    if (early) return 1;
-    return 2;
-  };
-  stage(true);
-  stage(false);
-  const auto lines = testsupport::Events(testsupport::ReadReport(Path(kLowerId)), "stage", {{"name", "zip"}});
-  ASSERT_EQ(lines.size(), 2u);
-  for (const auto& line : lines) {
-    ASSERT_EQ(line.numbers.count("ms"), 1u);
-    EXPECT_GE(line.numbers.at("ms"), 0.0);
-  }
-}
-
 }  // namespace
