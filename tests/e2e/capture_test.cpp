@@ -184,18 +184,16 @@ TEST_F(PhaseOne, PhaseTwoWithoutWhatPhaseOneLeavesStops) {
     if (c.state) ASSERT_TRUE(SaveState(volume_ + L"\\kestrel.state", state));
     if (c.notes) ASSERT_TRUE(SaveNotes(volume_ + L"\\notes.txt", L"notes"));
     if (c.package) ASSERT_EQ(platform::MakeFolder(package), 0u);
+    auto before = testsupport::TreeSnapshot(volume_);
     EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(c.code));
     const Lines lines = Messages(L"wmain", true);
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(), c.line);
-    // The state is gone once read; nothing else is written.
-    Lines expected;
-    if (c.notes) expected.push_back(L"notes.txt");
-    if (c.package) expected.push_back(platform::Lower(kAppId));
-    if (c.state && c.code == -26) expected.push_back(L"kestrel.state");
-    Lines contents = VolumeContents();
-    std::sort(contents.begin(), contents.end());
-    EXPECT_EQ(contents, expected) << platform::ToUtf8(c.line);
+    // The state is gone once read; nothing else changes.
+    if (c.state) {
+      EXPECT_EQ(before.erase(L"\\kestrel.state"), 1u);
+    }
+    EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{}) << platform::ToUtf8(c.line);
   }
 }
 
@@ -211,6 +209,17 @@ TEST_F(PhaseOne, NoOneToAnswerTheInstallationPromptCancels) {
 }
 
 TEST_F(PhaseOne, EachFailureStopsWithItsCodeAndLine) {
+  // The inventory's lists and the package's policy folder, then each file
+  // written before the failing one.
+  const std::wstring package = L"\\" + platform::Lower(kAppId), blocked = L"\\" + std::wstring(kAppId);
+  const Lines lists{L"\\METADATA",           L"\\METADATA\\_meta.yml",   package,
+                    package + L"\\METADATA", package + L"\\METADATA\\_meta.yml", package + L"\\config",
+                    package + L"\\config\\app"};
+  const auto plus = [](Lines paths, const Lines& more) {
+    paths.insert(paths.end(), more.begin(), more.end());
+    std::sort(paths.begin(), paths.end());  // as ChangedPaths lists new paths
+    return paths;
+  };
   const struct {
     const wchar_t* blocked;  // a folder where the step writes a file
     int agentExit;
@@ -218,15 +227,16 @@ TEST_F(PhaseOne, EachFailureStopsWithItsCodeAndLine) {
     int code;
     const wchar_t* line;
     size_t agentCalls;
+    Lines written;  // by the steps before the failure
   } cases[] = {
-      {nullptr, 0, kNullGuid, -13,
-       L"Null Volume ID or App ID. Unable to do provisioning!", 0},
-      {nullptr, 1, kAppId, -13, L"Unable to start provisioning!", 1},
+      {nullptr, 0, kNullGuid, -13, L"Null Volume ID or App ID. Unable to do provisioning!", 0, {}},
+      {nullptr, 1, kAppId, -13, L"Unable to start provisioning!", 1, {}},
       {L"\\{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}\\METADATA\\_meta.yml", 0, kAppId, -11,
-       L"failed to generate meta data (YML) file", 1},
-      {L"\\notes.txt", 0, kAppId, -24, L"failed to save packager notes to file", 1},
-      {L"\\tarnhold.pro", 0, kAppId, -17, L"failed to write profile", 1},
-      {L"\\kestrel.state", 0, kAppId, -25, L"failed to save state to file", 2},
+       L"failed to generate meta data (YML) file", 1, {blocked + L"\\config", blocked + L"\\config\\app"}},
+      {L"\\notes.txt", 0, kAppId, -24, L"failed to save packager notes to file", 1, plus(lists, {})},
+      {L"\\tarnhold.pro", 0, kAppId, -17, L"failed to write profile", 1, plus(lists, {L"\\notes.txt"})},
+      {L"\\kestrel.state", 0, kAppId, -25, L"failed to save state to file", 2,
+       plus(lists, {L"\\notes.txt", L"\\tarnhold.pro"})},
   };
   Silent(true);
   for (const auto& c : cases) {
@@ -238,11 +248,14 @@ TEST_F(PhaseOne, EachFailureStopsWithItsCodeAndLine) {
     ASSERT_EQ(reg::SetString(parameters_, L"AppID", c.appId), 0u);
     standIn_.SetExitCode(c.agentExit);
     const size_t before = standIn_.Calls().size();
+    const auto volume = testsupport::TreeSnapshot(volume_);
     EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(c.code)) << platform::ToUtf8(c.line);
     const Lines lines = Messages(L"wmain", true);
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(), c.line);
     EXPECT_EQ(standIn_.Calls().size() - before, c.agentCalls) << platform::ToUtf8(c.line);
+    EXPECT_EQ(testsupport::ChangedPaths(volume, testsupport::TreeSnapshot(volume_)), c.written)
+        << platform::ToUtf8(c.line);
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace testsupport {
@@ -18,5 +19,25 @@ struct RunResult {
 };
 
 RunResult Run(const std::wstring& program, const std::vector<std::wstring>& arguments);
+
+}  // namespace testsupport
+
+namespace testsupport {
+
+// kestrel_file_holder (beside the test programs) holding file shared with no
+// one (on Windows), from construction until destruction.
+class FileHolder {
+ public:
+  FileHolder(const std::wstring& file, const std::wstring& markerFolder);
+  ~FileHolder();
+  FileHolder(const FileHolder&) = delete;
+  FileHolder& operator=(const FileHolder&) = delete;
+  bool Holds() const;
+
+ private:
+  std::wstring ready_, release_;
+  uint32_t exitCode_ = 0;
+  std::thread thread_;
+};
 
 }  // namespace testsupport

@@ -37,7 +37,7 @@ void AddToSnapshot(const std::wstring& root, const std::wstring& relative, std::
     if (e.name == L"." || e.name == L"..") continue;
     const std::wstring path = relative + L"\\" + e.name;
     if (e.attributes & platform::kAttrDirectory) {
-      tree[path] = "<folder>";
+      tree[path] = kFolderEntry;
       AddToSnapshot(root, path, tree);
     } else {
       tree[path] = ReadFile(root + path);

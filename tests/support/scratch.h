@@ -45,6 +45,7 @@ std::string ReadFile(const std::wstring& path);
 // file's bytes (a folder's value is "<folder>"): compared before and after
 // a run, it tells whatever the run changed.
 std::map<std::wstring, std::string> TreeSnapshot(const std::wstring& root);
+inline constexpr char kFolderEntry[] = "<folder>";
 // The paths whose entry is in only one snapshot or differs between them
 // (paths only: the bytes of a program are too long to show).
 std::vector<std::wstring> ChangedPaths(const std::map<std::wstring, std::string>& before,

@@ -11,21 +11,21 @@
 
 namespace testsupport {
 
-inline std::wstring WindowsTestProgram() {
-  return platform::FromUtf8(KESTREL_WINDOWS_BUILD "/tests/kestrel_tests.exe");
+inline std::wstring WindowsTestProgram(const std::wstring& name = L"kestrel_tests") {
+  return platform::FromUtf8(KESTREL_WINDOWS_BUILD "/tests/") + name + L".exe";
 }
 
 // Runs the Windows tests matching filter under Wine, with variable naming
 // folder as Wine shows it (the Linux root is drive Z:).
 inline RunResult RunWindowsTests(const std::wstring& filter, const std::wstring& variable,
-                                 const std::wstring& folder) {
+                                 const std::wstring& folder, const std::wstring& program = L"kestrel_tests") {
   std::wstring shared = L"Z:" + folder;
   for (wchar_t& ch : shared) {
     if (ch == L'/') ch = L'\\';
   }
   ScopedEnv exchange(variable, shared);
   return Run(platform::FromUtf8(KESTREL_SOURCE_DIR "/scripts/wine-run"),
-             {WindowsTestProgram(), L"--gtest_filter=" + filter});
+             {WindowsTestProgram(program), L"--gtest_filter=" + filter});
 }
 
 }  // namespace testsupport

@@ -1,0 +1,76 @@
+// One capture with the same inputs made by the Linux build and by
+// Kestrel.exe under Wine (the Windows suite's first whole capture, which
+// copies its volume into a folder shared with this test): the volume files
+// are the same bytes, metadata.json but for the members that describe the
+// machine, the disk and where the volume is.
+#include "e2e/capture_fixture.h"
+#include "e2e/posix/windows_exchange.h"
+
+namespace {
+
+// The document with the value of each member so named, at any depth,
+// replaced by "*".
+std::string Masked(std::string text) {
+  for (const char* name : {"disk", "machine", "operatingsystem", "packageroot"}) {
+    const std::string key = std::string("\"") + name + "\" : ";
+    for (size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + 1)) {
+      const size_t start = at + key.size();
+      size_t end = start;
+      int depth = 0;
+      bool quoted = false;
+      do {
+        const char c = text[end++];
+        if (quoted) {
+          if (c == '\\') ++end;
+          else if (c == '"') quoted = false;
+        } else if (c == '"') {
+          quoted = true;
+        } else if (c == '{' || c == '[') {
+          ++depth;
+        } else if (c == '}' || c == ']') {
+          --depth;
+        }
+      } while (end < text.size() && (quoted || depth > 0));
+      text.replace(start, end - start, "\"*\"");
+    }
+  }
+  return text;
+}
+
+TEST_F(WholeCapture, VolumeFilesAreTheSameOnBothBackends) {
+  const std::wstring windowsTests = testsupport::WindowsTestProgram(L"kestrel_e2e_tests");
+  if (!platform::PathExists(windowsTests)) {
+    GTEST_SKIP() << "the Windows build is needed (make build-windows): " << platform::ToUtf8(windowsTests);
+  }
+  ASSERT_NO_FATAL_FAILURE(CaptureOnce());
+  testsupport::ScratchFolder shared;
+  const auto result =
+      testsupport::RunWindowsTests(L"WholeCapture.SilentCaptureEndsWithTheDocumentItsCopyAndTheZip",
+                                   L"KESTREL_CAPTURE_EXCHANGE", shared.path(), L"kestrel_e2e_tests");
+  ASSERT_EQ(result.startError, 0u);
+  ASSERT_EQ(result.exitCode, 0u) << result.output;
+
+  const std::wstring appId = platform::Lower(kAppId);
+  auto linux = testsupport::TreeSnapshot(volume_);
+  auto windows = testsupport::TreeSnapshot(shared.path());
+  ASSERT_EQ(linux.erase(L"\\" + programName_), 1u);
+  // Made by Linux only: Wine cannot run the system's archiver.
+  ASSERT_EQ(linux.erase(volume::MetaJsonZipPath(L"")), 1u);
+  for (auto* volume : {&linux, &windows}) {
+    // The test's stand-in for the agent's recording, written by each
+    // backend's own registry.
+    ASSERT_EQ(volume->erase(volume::PackageHivePath(L"", appId)), 1u);
+    for (const auto& document : {volume::PackageJsonPath(L"", appId), volume::DiskJsonPath(L"")}) {
+      ASSERT_EQ(volume->count(document), 1u) << platform::ToUtf8(document);
+      (*volume)[document] = Masked((*volume)[document]);
+    }
+  }
+  EXPECT_EQ(testsupport::ChangedPaths(linux, windows), Lines{});
+  // The masks leave the rest of the document to compare.
+  const std::string document = linux[volume::PackageJsonPath(L"", appId)];
+  EXPECT_NE(document.find("\"disk\" : \"*\""), std::string::npos) << document;
+  EXPECT_NE(document.find("\"applicationBundles\""), std::string::npos) << document;
+  EXPECT_EQ(document, windows[volume::PackageJsonPath(L"", appId)]);  // shown whole when they differ
+}
+
+}  // namespace
