@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "driver/capture_report.h"
 #include "driver/resume_state.h"
 #include "ondemand/msix_package.h"
 
@@ -43,4 +44,6 @@ struct CaptureRun {
   // What an MSIX capture offers on demand, filled by the workflow.
   std::vector<MsixApplication> msixApps;
   std::vector<MsixTargetApplication> msixTargetApps;
+  // What the stages decided, for the capture report beside the log.
+  CaptureReport report;
 };

@@ -24,6 +24,7 @@
 #include "platform/files.h"
 #include "platform/guid.h"
 #include "platform/process.h"
+#include "platform/text.h"
 #include "ui/dialogs.h"
 #include "volume/layout.h"
 #include "volume/profile.h"
@@ -35,6 +36,26 @@ constexpr wchar_t kNullGuid[] = L"{00000000-0000-0000-0000-000000000000}";
 constexpr uint32_t kIndicationPollMs = 5000;
 
 void Note(const std::wstring& text, int line) { Log(0, text, kFunction, line); }
+
+// One step of the workflow, its time in the capture report.
+template <class Step>
+auto Timed(const CaptureRun& run, const char* name, Step step) {
+  ReportedStage stage(run.report, name);
+  return step();
+}
+
+// The report goes beside the log, named after the package.
+void NameReport(CaptureRun& run, const std::wstring& appId) {
+  std::wstring folder;
+  GetLogFolder(folder);
+  run.report.Open(folder, appId);
+}
+
+std::string UtcText() {
+  const platform::SystemTime t = platform::UtcNow();
+  return platform::ToUtf8(foundation::Format(L"%04u-%02u-%02uT%02u:%02u:%02u.%03uZ", t.year, t.month, t.day, t.hour,
+                                             t.minute, t.second, t.milliseconds));
+}
 
 std::wstring Quoted(const std::wstring& path) { return L"\"" + path + L"\""; }
 
@@ -256,37 +277,40 @@ bool WaitForIndicationFile(const std::wstring& path, uint32_t intervalMs, uint64
 
 int RunPhaseOne(CaptureRun& run) {
   CloseAgentMessageWindow();
-  if (const int code = ResolveIdentity(run); code != 0) return code;
+  const int identity = Timed(run, "identity", [&] { return ResolveIdentity(run); });
+  if (!run.appId.empty()) NameReport(run, run.appId);
+  if (identity != 0) return identity;
   if (run.volumeId == kNullGuid || run.appId == kNullGuid) {
     Note(L"Null Volume ID or App ID. Unable to do provisioning!", __LINE__);
     ShowFailure(run);
     return exit_code::kCannotProvision;
   }
-  if (!Record(run, true)) {
+  if (!Timed(run, "recording-start", [&] { return Record(run, true); })) {
     Note(L"Unable to start provisioning!", __LINE__);
     ShowFailure(run);
     return exit_code::kCannotProvision;
   }
-  if (const int code = AwaitInstallation(run); code != 0) return code;
+  if (const int code = Timed(run, "installation", [&] { return AwaitInstallation(run); }); code != 0) return code;
 
-  ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts(run.volumePath, run.appId);
+  Timed(run, "shortcut-conversion",
+        [&] { ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts(run.volumePath, run.appId); });
   if (!run.flags.silent) Show(106, 115, DialogIcon::Information, DialogButtons::None, false);
-  if (!GenerateApplicationList(run)) {
+  if (!Timed(run, "inventory", [&] { return GenerateApplicationList(run); })) {
     Note(L"failed to generate meta data (YML) file", __LINE__);
     return exit_code::kMetadataFailed;
   }
-  Finalize(run);
-  if (!SaveNotes(run.notesFilePath, run.notes)) {
+  Timed(run, "finalize", [&] { Finalize(run); });
+  if (!Timed(run, "notes", [&] { return SaveNotes(run.notesFilePath, run.notes); })) {
     Note(L"failed to save packager notes to file", __LINE__);
     return exit_code::kNotesNotSaved;
   }
-  if (!write_pro_file(run.volumePath)) {
+  if (!Timed(run, "profile", [&] { return write_pro_file(run.volumePath); })) {
     Note(L"failed to write profile", __LINE__);
     return exit_code::kProfileFailed;
   }
-  Record(run, false);
+  Timed(run, "recording-stop", [&] { return Record(run, false); });
   CHelperDlgs::CloseProgress();
-  if (!SaveState(run.stateFilePath, run.state)) {
+  if (!Timed(run, "state", [&] { return SaveState(run.stateFilePath, run.state); })) {
     Note(L"failed to save state to file", __LINE__);
     return exit_code::kStateNotSaved;
   }
@@ -303,12 +327,12 @@ int RunPhaseTwo(CaptureRun& run) {
     Note(L"User error or disallow to proceed!", __LINE__);
     return exit_code::kCancelled;
   }
-  if (!ReadState(run.stateFilePath, run.state)) {
+  if (!Timed(run, "state", [&] { return ReadState(run.stateFilePath, run.state); })) {
     Note(L"failed to read state from file", __LINE__);
     return exit_code::kStateNotRead;
   }
   DeleteState(run.stateFilePath);
-  if (!ReadNotes(run.notesFilePath, run.notes)) {
+  if (!Timed(run, "notes", [&] { return ReadNotes(run.notesFilePath, run.notes); })) {
     Note(L"failed to read back packager notes", __LINE__);
     return exit_code::kNotesNotRead;
   }
@@ -316,42 +340,53 @@ int RunPhaseTwo(CaptureRun& run) {
     Note(L"failed to obtain AppId.", __LINE__);
     return exit_code::kCancelled;
   }
+  NameReport(run, run.appId);
   clear_current_app_id();
   set_app_id(run.appId);
   if (run.flags.update || !run.state.newVolumeId.empty()) {
-    if (const int code = UpgradeIdentity(run); code != 0) return code;
+    if (const int code = Timed(run, "identity-upgrade", [&] { return UpgradeIdentity(run); }); code != 0) return code;
+    run.report.MoveTo(run.appId);
   }
-  if (LoadHive(run.volumePath, run.appId) != 1) {
+  const bool hiveLoaded = Timed(run, "hive-check", [&] { return LoadHive(run.volumePath, run.appId) == 1; });
+  run.report.Add(ReportEvent("hive-check")
+                     .Text("hive", volume::PackageHivePath(run.volumePath, run.appId))
+                     .Text("result", hiveLoaded ? "loaded" : "failed"));
+  if (!hiveLoaded) {
     Note(L"ERROR : failed to load and unload hive", __LINE__);
     return exit_code::kHiveFailed;
   }
   const std::wstring packageJson = volume::PackageJsonPath(run.volumePath, run.appId);
   const std::wstring diskJson = volume::DiskJsonPath(run.volumePath);
-  if (!NewIdentity()) {
+  if (!Timed(run, "disk-identity", [] { return NewIdentity(); })) {
+    run.report.Add(ReportEvent("disk-identity").Text("result", "failed"));
     Note(L"failed to build disk identity details", __LINE__);
     return exit_code::kMetadataFailed;
   }
   run.diskUniqueId = DiskIdentity().uniqueId;
   run.diskCreationTime = DiskIdentity().creationTime;
+  run.report.Add(ReportEvent("disk-identity")
+                     .Text("result", "new")
+                     .Text("unique_id", run.diskUniqueId)
+                     .Text("creation_time", run.diskCreationTime));
   run.packageType = run.flags.msix ? L"msix" : L"app";
   run.packageRoot = volume::PackageRoot(run.volumePath, run.appId);
   GetAgentInstallDir(run.agentFolder);
   std::string document;
-  if (!BuildMetadataDocument(run, document)) {
+  if (!Timed(run, "document", [&] { return BuildMetadataDocument(run, document); })) {
     Note(L"failed to generate meta data (JSON) file", __LINE__);
     return exit_code::kMetadataFailed;
   }
-  if (!WriteJsonFile(packageJson, document)) {
+  if (!Timed(run, "document-write", [&] { return WriteJsonFile(packageJson, document); })) {
     Note(L"failed to write meta data (JSON) to file", __LINE__);
     return exit_code::kMetadataFailed;
   }
-  if (!CopyDiskLevelJson(packageJson, diskJson)) {
+  if (!Timed(run, "disk-level-copy", [&] { return CopyDiskLevelJson(packageJson, diskJson); })) {
     Note(L"failed to make a disk level json copy", __LINE__);
     return exit_code::kMetadataFailed;
   }
   const std::wstring zip = volume::MetaJsonZipPath(run.volumePath);
   if (!DeleteIfExists(zip)) Note(L"DeleteIfExists failed. Attempting to zip file.", __LINE__);
-  if (!ZipFile(packageJson, zip)) {
+  if (!Timed(run, "zip", [&] { return ZipFile(packageJson, zip); })) {
     Note(L"failed to zip metadata", __LINE__);
     return exit_code::kMetadataFailed;
   }
@@ -371,7 +406,22 @@ int RunCapture(CaptureRun& run) {
   run.stateFilePath = volume::StateFilePath(run.volumePath);
   run.notesFilePath = volume::NotesFilePath(run.volumePath);
   run.state.volumePath = run.volumePath;
+  const char* phase = run.flags.phaseTwo ? "two" : "one";
+  run.report.Add(ReportEvent("run")
+                     .Text("phase", phase)
+                     .Number("update", run.flags.update ? 1 : 0)
+                     .Number("silent", run.flags.silent ? 1 : 0)
+                     .Text("volume", run.volumePath)
+                     .Text("started", UtcText()));
   const int code = run.flags.phaseTwo ? RunPhaseTwo(run) : RunPhaseOne(run);
   CHelperDlgs::CloseProgress();  // a failure may leave it open
+  if (!run.report.Named()) {
+    // Stopped before the package was known: the volume's package folder, if
+    // it has one, else the null id names the report.
+    std::wstring appId = run.appId;
+    if (appId.empty() && !GetAppid(run.volumePath, appId)) appId = kNullGuid;
+    NameReport(run, appId);
+  }
+  run.report.Add(ReportEvent("exit").Text("phase", phase).Number("code", code));
   return code;
 }

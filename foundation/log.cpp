@@ -30,11 +30,17 @@ bool GetAgentInstallDir(std::wstring& installDir) {
          platform::registry::QueryString(key, L"InstallDir", installDir) == 0;
 }
 
+bool GetLogFolder(std::wstring& folder) {
+  std::wstring installDir;
+  if (!GetAgentInstallDir(installDir)) return false;
+  folder = installDir + L"\\Logs";
+  return true;
+}
+
 void OpenLog() {
   CloseLog();
-  std::wstring installDir;
-  if (!GetAgentInstallDir(installDir)) return;
-  const std::wstring folder = installDir + L"\\Logs";
+  std::wstring folder;
+  if (!GetLogFolder(folder)) return;
   platform::MakeFolder(folder);  // an existing folder is fine; other failures show at the open
   platform::File file;
   bool existed = false;

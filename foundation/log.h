@@ -6,6 +6,8 @@
 
 // The agent's installation folder (its InstallDir); false when not set.
 bool GetAgentInstallDir(std::wstring& installDir);
+// Its Logs folder, where thcapture.log is; false when InstallDir is not set.
+bool GetLogFolder(std::wstring& folder);
 // Opens the log; a static initialiser calls it before the entry point.
 // Without the agent's InstallDir nothing is written to disk.
 void OpenLog();

@@ -63,11 +63,14 @@ IconSource SplitDisplayIcon(const std::wstring& displayIcon) {
   return source;
 }
 
-// The icon of one record as <target>; true when an icon file was written.
-bool ExtractAppIcon(const std::wstring& packageRoot, const std::wstring& displayIcon, const std::wstring& target) {
+// The icon of one record as <target>; true when an icon file was written,
+// else why gets the reason for the capture report.
+bool ExtractAppIcon(const std::wstring& packageRoot, const std::wstring& displayIcon, const std::wstring& target,
+                    std::wstring& why) {
   const IconSource source = SplitDisplayIcon(displayIcon);
   const std::wstring path = packageRoot + source.belowRoot;
   if (!appinfo_file::StaysBelowRoot(source.belowRoot) || PassesThroughLink(packageRoot, source.belowRoot)) {
+    why = L"the source leaves the package root";
     Report(L"icon source \"" + path + L"\" leaves the package root, not read", __LINE__);
     return false;
   }
@@ -75,6 +78,7 @@ bool ExtractAppIcon(const std::wstring& packageRoot, const std::wstring& display
   uint32_t error = 0;
   const uint32_t count = imaging::ExtractIconPair(path, source.index, large, small, error);
   if (count == kExtractFailed) {
+    why = L"extraction failed, error " + std::to_wstring(error);
     Report(foundation::Format(L"ExtractIconEx(\"%s\") failed:%d. Error:%d", path.c_str(), static_cast<int>(count),
                               static_cast<int>(error)),
            __LINE__);
@@ -82,6 +86,7 @@ bool ExtractAppIcon(const std::wstring& packageRoot, const std::wstring& display
   }
   if (count > 0) {
     if (const uint32_t written = imaging::WriteIconFile(target, large)) {
+      why = L"the icon file could not be written, error " + std::to_wstring(written);
       Report(foundation::Format(L"failed to write icon file \"%s\", error:%d", target.c_str(), static_cast<int>(written)),
              __LINE__);
       return false;
@@ -89,6 +94,7 @@ bool ExtractAppIcon(const std::wstring& packageRoot, const std::wstring& display
     return true;
   }
   if (path.ends_with(L".exe")) {
+    why = L"the program holds no icon";
     Report(foundation::Format(L"ExtractIconEx(\"%s\") no icon found, use default?, numIcons:%d", path.c_str(),
                               static_cast<int>(count)),
            __LINE__);
@@ -98,10 +104,12 @@ bool ExtractAppIcon(const std::wstring& packageRoot, const std::wstring& display
   uint64_t size = 0;
   platform::GetSize(path, size);
   if (size < 1 || size > kMaxIconFileSize) {
+    why = L"no program and no icon file of a usable size: " + std::to_wstring(size) + L" bytes";
     Report(L"ExtractIconEx(\"" + path + L"\") icon file size invalid:" + std::to_wstring(size), __LINE__);
     return false;
   }
   if (platform::CopyFileTo(path, target, false) != 0) {
+    why = L"the icon file could not be copied";
     Report(L"ExtractIconEx(\"" + path + L"\") copy file to \"" + target + L"\" failed, size:" + std::to_wstring(size),
            __LINE__);
     return false;
@@ -144,7 +152,7 @@ void remove_old_icons(const std::wstring& metadataDir) {
 
 bool write_appinfo_file(const std::wstring& hiveRoot, const std::vector<InstalledKey>& entries,
                         const std::wstring& volumeRoot, const std::wstring& volumeId, bool msix,
-                        std::vector<std::wstring>& publishers) {
+                        std::vector<std::wstring>& publishers, const CaptureReport& report) {
   publishers.clear();
   if (entries.empty()) {
     Report(L"no installed applications to record, not even the file placeholder", __LINE__);
@@ -178,10 +186,32 @@ bool write_appinfo_file(const std::wstring& hiveRoot, const std::vector<Installe
 
     AppInfo record;
     if (!read_app_info(hiveRoot, entries[i], record, publishers)) continue;
-    if (!record.displayIcon.empty() &&
-        ExtractAppIcon(volume::PackageRoot(volumeRoot, entryAppId), record.displayIcon,
-                       volume::PackageIconPath(volumeRoot, entryAppId, appinfo_file::IconFileName(record.displayName))))
-      ++icons;
+    const std::wstring iconFile = volume::PackageIconPath(volumeRoot, entryAppId, appinfo_file::IconFileName(record.displayName));
+    std::wstring why = L"no DisplayIcon and no installer ProductIcon";
+    const bool extracted = !record.displayIcon.empty() &&
+                           ExtractAppIcon(volume::PackageRoot(volumeRoot, entryAppId), record.displayIcon, iconFile, why);
+    if (extracted) ++icons;
+    ReportEvent app("app");
+    app.Text("part", "inventory")
+        .Text("name", record.displayName)
+        .Text("version", record.displayVersion)
+        .Text("publisher", record.publisher)
+        .Text("icon_source", record.displayIcon)
+        .Text("icon", extracted ? "written" : record.displayIcon.empty() ? "none" : "failed");
+    if (extracted) {
+      app.Text("icon_file", iconFile);
+    } else {
+      app.Text("reason", why);
+    }
+    report.Add(app);
+    if (!extracted && !record.displayIcon.empty()) {
+      report.Add(ReportEvent("icon")
+                     .Text("for", "application")
+                     .Text("name", record.displayName)
+                     .Text("source", record.displayIcon)
+                     .Text("result", "failed")
+                     .Text("reason", why));
+    }
     records.push_back(record);
     ++recorded;
   }

@@ -11,10 +11,11 @@
 // Reads every entry into a record (MSI icons looked up below hiveRoot),
 // writes the icons, the policy copy and both _meta.yml copies, and gives
 // back the distinct publishers. False when the application copy of
-// _meta.yml could not be written.
+// _meta.yml could not be written. Each record is an "app" line of the
+// report, each icon that could not be made an "icon" line.
 bool write_appinfo_file(const std::wstring& hiveRoot, const std::vector<InstalledKey>& entries,
                         const std::wstring& volumeRoot, const std::wstring& volumeId, bool msix,
-                        std::vector<std::wstring>& publishers);
+                        std::vector<std::wstring>& publishers, const CaptureReport& report);
 // Deletes every *.ico file in the folder.
 void remove_old_icons(const std::wstring& metadataDir);
 

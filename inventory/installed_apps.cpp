@@ -168,7 +168,7 @@ bool read_app_info(const std::wstring& root, const InstalledKey& entry, AppInfo&
 bool record_app_info(const CaptureRun& run, const InstalledApps& found) {
   std::vector<std::wstring> publishers;
   const bool written = write_appinfo_file(found.root, found.entries, run.volumePath, run.volumeId,
-                                          run.flags.msix, publishers);
+                                          run.flags.msix, publishers, run.report);
   const std::vector<std::wstring> names = installed_apps::AutodeskNames(publishers);
   if (!names.empty()) Log(0, L"Detected AutoDesk applications!", L"record_app_info", __LINE__);
   notice_app_info(names);

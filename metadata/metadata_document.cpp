@@ -331,12 +331,30 @@ std::unique_ptr<MetadataObject> BundleObject(const CaptureRun& run, const Bundle
     entry->AddString(L"systemcomponent", app.systemComponent);
     entry->AddString(L"installlocation", app.installLocation);
     std::wstring base64;
+    std::wstring shown = L"default";
     if (AppIcon(run, app, base64)) {
       const std::wstring number = Decimal(shared.iconCount++);
       entry->AddString(L"iconIndex", number);
       shared.icons->Add(L"icon" + number, IconObject(IconType(base64), base64));
+      shown = L"icon" + number;
     }
     apps->Add(std::move(entry));
+    const wchar_t* source = run.flags.msix ? L"Assets logo" : L"package hive";
+    run.report.Add(ReportEvent("app")
+                       .Text("part", "document")
+                       .Text("name", app.displayName)
+                       .Text("version", app.displayVersion)
+                       .Text("publisher", app.publisher)
+                       .Text("icon_source", source)
+                       .Text("icon", shown));
+    if (base64.empty()) {
+      run.report.Add(ReportEvent("icon")
+                         .Text("for", "application")
+                         .Text("name", app.displayName)
+                         .Text("source", source)
+                         .Text("result", "fallback")
+                         .Text("shown", shown));
+    }
   }
   object->Add(L"apps", std::move(apps));
 

@@ -290,6 +290,8 @@ void COnDemandMVPackage::ProcessShellNewValues(const Key& shellNew, MetadataObje
       if (!text(entry).empty() && ShellNewTemplate(text(entry), fileName, fileData)) {
         members[0] = std::make_unique<MetadataString>(fileName);
         members[1] = std::make_unique<MetadataString>(fileData);
+      } else if (!text(entry).empty()) {
+        SkippedRegistration(text(entry), L"shell_new template", L"the template is not in the package or not packed");
       }
     } else if (name == L"nullfile") {
       members[2] = std::make_unique<MetadataBool>(true);
@@ -379,10 +381,12 @@ std::unique_ptr<MetadataObject> COnDemandMVPackage::ProcessProgId(const Key& key
   if (values.Has(L"noopenwith")) object->AddBool(L"is_no_open_with", true);
   if (subKeys.Has(L"curver") && DefaultOf(key, L"curver", text)) {
     // A delivery agent following it would go round for ever.
-    if (platform::NamesEqual(text, name))
+    if (platform::NamesEqual(text, name)) {
       PrintLog(L"LOG: %s: %s names itself as its current version: cur_ver left out.\r\n", kFunction, path.c_str());
-    else
+      SkippedRegistration(path, L"cur_ver", L"the ProgID names itself as its current version");
+    } else {
       object->AddString(L"cur_ver", text);
+    }
   }
   auto resolvedString = [&](const Values& from, const wchar_t* value, const wchar_t* member, MetadataObject& to) {
     std::wstring raw, resolved;
@@ -439,11 +443,15 @@ std::unique_ptr<MetadataObject> COnDemandMVPackage::ProcessProgId(const Key& key
     if (verbValues.String(L"icon", text)) icon(text, L"icon", *v);
     std::wstring command;
     uint32_t target = 0;
+    std::wstring why;
     if (!DefaultOf(verb, L"command", command)) {
       PrintLog(L"LOG: Failed to get resource path for (%s\\command) regkey. AppCommand - %s\n", verbPath.c_str(),
                command.c_str());
-    } else if (TargetApplicationOf(command, verbPath, target)) {
+      SkippedRegistration(verbPath, L"target_app", L"the verb has no command");
+    } else if (TargetApplicationOf(command, verbPath, target, why)) {
       v->Add(L"target_app", std::make_unique<MetadataInt>(static_cast<int32_t>(target)));
+    } else {
+      SkippedRegistration(verbPath, L"target_app", why);
     }
     verbs->Add(std::move(v));
   }
@@ -452,7 +460,7 @@ std::unique_ptr<MetadataObject> COnDemandMVPackage::ProcessProgId(const Key& key
 }
 
 bool COnDemandMVPackage::TargetApplicationOf(const std::wstring& command, const std::wstring& verbPath,
-                                             uint32_t& number) {
+                                             uint32_t& number, std::wstring& why) {
   static const wchar_t* const kFunction = L"COnDemandMVPackage::ProcessProgId";
   // Thousands of verbs start a few programs: a program found once is not
   // looked for on disk again.
@@ -465,7 +473,7 @@ bool COnDemandMVPackage::TargetApplicationOf(const std::wstring& command, const 
     }
   }
   std::wstring file;
-  if (!CommandTarget(command, verbPath, file)) return false;
+  if (!CommandTarget(command, verbPath, file, why)) return false;
   const std::wstring longPath = GetLongPathOfFile(file);
   const std::wstring key = platform::Lower(longPath);
   if (const auto known = targetApplications_.find(key); known != targetApplications_.end()) {
@@ -494,15 +502,18 @@ bool COnDemandMVPackage::TargetApplicationOf(const std::wstring& command, const 
 }
 
 bool COnDemandMVPackage::CommandTarget(const std::wstring& command, const std::wstring& verbPath,
-                                       std::wstring& file) {
+                                       std::wstring& file, std::wstring& why) {
   static const wchar_t* const kFunction = L"COnDemandMVPackage::ProcessProgId";
+  why = L"the command's program lies outside the package root";
   auto noFile = [&] {
+    why = L"the command names no file of the package";
     PrintLog(L"LOG: %s: Command line of (%s\\command) names no file of the package: no target application. "
              L"AppCommand - %s\r\n",
              kFunction, verbPath.c_str(), command.c_str());
     return false;
   };
   if (command.size() > kLongestCommand) {
+    why = L"the command is longer than a process can be started with";
     PrintLog(L"LOG: %s: Command line of (%s\\command) has %zu characters, more than %zu: no target "
              L"application.\r\n",
              kFunction, verbPath.c_str(), command.size(), kLongestCommand);
@@ -569,9 +580,22 @@ std::wstring COnDemandMVPackage::ResolveIcon(const std::wstring& location) {
   // nor logged, again.
   const std::wstring key = platform::Lower(mapped) + std::to_wstring(index);
   if (failedIcons_.count(key)) return number;
-  GetIconIndex({mapped, FileExtension(mapped), index}, number, *iconsOut_);
-  if (number.empty()) failedIcons_.insert(key);
+  std::wstring why;
+  GetIconIndex({mapped, FileExtension(mapped), index}, number, *iconsOut_, &why);
+  if (number.empty()) {
+    failedIcons_.insert(key);
+    run_.report.Add(ReportEvent("icon")
+                        .Text("for", "file-type")
+                        .Text("source", location)
+                        .Text("result", "failed")
+                        .Text("reason", why));
+  }
   return number;
+}
+
+void COnDemandMVPackage::SkippedRegistration(const std::wstring& key, const wchar_t* what, const std::wstring& why) {
+  run_.report.Add(
+      ReportEvent("file-type").Text("key", key).Text("member", what).Text("result", "skipped").Text("reason", why));
 }
 
 bool COnDemandMVPackage::MapIntoPackage(const std::wstring& path, const wchar_t* function, const wchar_t* what,

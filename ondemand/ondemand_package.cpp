@@ -1,6 +1,7 @@
 #include "ondemand/ondemand_package.h"
 
 #include "foundation/file_helpers.h"
+#include "foundation/format.h"
 #include "foundation/log.h"
 #include "inventory/package_hive.h"
 #include "ondemand/containment.h"
@@ -162,28 +163,55 @@ bool COnDemandMVPackage::GetShortcutList(std::vector<std::wstring>& shortcuts) {
 
 bool COnDemandMVPackage::PopulateShortcutMetadata(const std::wstring& shortcutPath, MetadataObject& icons) {
   static const wchar_t* const kFunction = L"COnDemandMVPackage::PopulateShortcutMetadata";
+  const auto leftOut = [&](const std::wstring& why, const std::wstring& target) {
+    run_.report.Add(ReportEvent("shortcut")
+                        .Text("link", shortcutPath)
+                        .Text("target", target)
+                        .Text("result", "left-out")
+                        .Text("reason", why));
+    return false;
+  };
   CShellLinkDetails details;
   if (const int32_t status = details.PopulateShellLinkDetails(shortcutPath); status < 0) {
     PrintLog(L"LOG: %s: CShellLinkDetails::PopulateShellLinkDetails(.%s.) failed : 0x%08lx\r\n", kFunction,
              shortcutPath.c_str(), static_cast<unsigned long>(static_cast<uint32_t>(status)));
-    return false;
+    return leftOut(foundation::Format(L"the link cannot be read: 0x%08lx",
+                                      static_cast<unsigned long>(static_cast<uint32_t>(status))),
+                   L"");
   }
   // Checked before the icon is numbered, so a shortcut left out leaves no icon.
   if (details.targetPath.find(L"THROOT") == std::wstring::npos) {
     PrintLog(L"LOG: %s: Target path %s of shortcut %s does not lie under \"THROOT\": the shortcut is left out.\r\n",
              kFunction, details.targetPath.c_str(), shortcutPath.c_str());
-    return false;
+    return leftOut(L"the target does not lie under THROOT", details.targetPath);
   }
   IconInfo icon;
-  if (!FillIconInfoStruct(details, icon)) return false;
+  if (!FillIconInfoStruct(details, icon)) return leftOut(L"neither an icon location nor a target", L"");
   ShortcutInfo info;
-  GetIconIndex(icon, info.iconIndex, icons);
+  std::wstring why;
+  GetIconIndex(icon, info.iconIndex, icons, &why);
   if (info.iconIndex.empty()) {
     info.hasIcon = false;
     info.targetFileExt = icon.extension;
   }
   FillShortcutInfoStruct(details, info);
   FillShortcutMetadata(info);
+  run_.report.Add(ReportEvent("shortcut")
+                      .Text("link", shortcutPath)
+                      .Text("name", info.name)
+                      .Text("path", info.path)
+                      .Text("result", "kept")
+                      .Text("icon", info.hasIcon ? L"icon" + info.iconIndex : L"targetfileext " + info.targetFileExt));
+  if (!info.hasIcon) {
+    // The agent shows the icon the system has for the target's file type.
+    run_.report.Add(ReportEvent("icon")
+                        .Text("for", "shortcut")
+                        .Text("name", info.name)
+                        .Text("source", icon.path + L"," + std::to_wstring(icon.index))
+                        .Text("result", "fallback")
+                        .Text("shown", L"targetfileext " + info.targetFileExt)
+                        .Text("reason", why));
+  }
   return true;
 }
 
@@ -209,7 +237,8 @@ bool COnDemandMVPackage::FillIconInfoStruct(const CShellLinkDetails& details, Ic
   return true;
 }
 
-void COnDemandMVPackage::GetIconIndex(const IconInfo& icon, std::wstring& number, MetadataObject& icons) {
+void COnDemandMVPackage::GetIconIndex(const IconInfo& icon, std::wstring& number, MetadataObject& icons,
+                                      std::wstring* why) {
   static const wchar_t* const kFunction = L"COnDemandMVPackage::GetIconIndex";
   number.clear();
   const std::wstring key = platform::Lower(icon.path) + std::to_wstring(icon.index);
@@ -218,16 +247,19 @@ void COnDemandMVPackage::GetIconIndex(const IconInfo& icon, std::wstring& number
     number = std::to_wstring(known);
     return;
   }
-  if (!InsidePackageRoot(icon.path, kFunction, L"Icon")) return;
+  const auto fail = [&](const wchar_t* reason) {
+    if (why) *why = reason;
+  };
+  if (!InsidePackageRoot(icon.path, kFunction, L"Icon")) return fail(L"the icon path leaves the package root");
   if (!CheckIfExecutableFile(icon.path) && !CheckIfValidIcoFile(icon.path)) {
     PrintLog(L"LOG: %s: %s is neither an executable nor an icon file. Icon cannot be extracted from this file.\n",
              kFunction, icon.path.c_str());
-    return;
+    return fail(L"neither a program nor an icon file");
   }
   std::wstring base64;
   if (!GetIconBase64(icon.path, icon.index, base64)) {
     PrintLog(L"LOG: %s: GetIconBase64(.%s.) failed.\n", kFunction, icon.path.c_str());
-    return;
+    return fail(L"the icon could not be extracted");
   }
   number = std::to_wstring(icons_.Number(key, base64, L"image/ico", icons));
 }

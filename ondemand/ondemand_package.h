@@ -69,7 +69,8 @@ class COnDemandMVPackage {
   };
 
   bool FillIconInfoStruct(const CShellLinkDetails& details, IconInfo& icon);
-  void GetIconIndex(const IconInfo& icon, std::wstring& number, MetadataObject& icons);
+  // number stays empty when no icon results; why (when given) says why.
+  void GetIconIndex(const IconInfo& icon, std::wstring& number, MetadataObject& icons, std::wstring* why = nullptr);
   void FillShortcutInfoStruct(const CShellLinkDetails& details, ShortcutInfo& info);
   void GetCorrectPathForShortcut(const std::wstring& targetPath, ShortcutInfo& info);
   void FillShortcutMetadata(const ShortcutInfo& info);
@@ -100,9 +101,13 @@ class COnDemandMVPackage {
   std::unique_ptr<MetadataObject> ProcessProgId(const Key& key, const std::wstring& name, const std::wstring& path);
   // The number of the program the verb's command starts, registered on first
   // sight; false (logged) when it names no file of the package.
-  bool TargetApplicationOf(const std::wstring& command, const std::wstring& verbPath, uint32_t& number);
+  bool TargetApplicationOf(const std::wstring& command, const std::wstring& verbPath, uint32_t& number,
+                           std::wstring& why);
   // The program file a command line names, inside the package root.
-  bool CommandTarget(const std::wstring& command, const std::wstring& verbPath, std::wstring& file);
+  bool CommandTarget(const std::wstring& command, const std::wstring& verbPath, std::wstring& file, std::wstring& why);
+  // A registration the agent will not get, as a "file-type" line of the
+  // capture report: where it is, the member left out and why.
+  void SkippedRegistration(const std::wstring& key, const wchar_t* what, const std::wstring& why);
   // "@file,-id" replaced by the file's string resource; other texts as they
   // are. False (logged) when the resource cannot be read.
   bool ResolveIndirectString(const std::wstring& text, std::wstring& resolved);

@@ -106,8 +106,9 @@ class WholeCapture : public PhaseOne {
     ASSERT_EQ(testsupport::Run(L"/bin/ln", {L"-s", L"/usr/bin/7z", Slashed(thagent_ / L"libs\\7z.exe")}).exitCode, 0u);
 #endif
   }
-  // What the agent's recording leaves for phase two: the package's hive.
-  void RecordHive(const std::wstring& appId) {
+  // What the agent's recording leaves for phase two: the package's hive,
+  // with more keys when given.
+  void RecordHive(const std::wstring& appId, const std::string& keys = "") {
     std::wstring volumeName, mountKey;
     ASSERT_EQ(platform::VolumeNameOfMountPoint(volume_ + L"\\", volumeName), 0u);
     ASSERT_TRUE(package_hive::MountKeyNameFromVolumeName(volumeName, mountKey));
@@ -115,7 +116,7 @@ class WholeCapture : public PhaseOne {
     testsupport::WriteHiveFixture(volume::PackageHivePath(volume_, appId), mountKey,
                                   "Windows Registry Editor Version 5.00\r\n\r\n"
                                   "[MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Editor]\r\n"
-                                  "\"DisplayName\"=\"Editor\"\r\n");
+                                  "\"DisplayName\"=\"Editor\"\r\n" + keys);
   }
   // A first silent capture with fixed answers, through both phases.
   void CaptureOnce() {

@@ -7,9 +7,14 @@
 #include <functional>
 #include <regex>
 
+#include "driver/capture_report.h"
 #include "e2e/capture_fixture.h"
 #include "foundation/file_helpers.h"
 #include "inventory/meta_yml.h"
+#include "metadata/json_file.h"
+#include "platform/common/shell_link_format.h"
+#include "support/icon_fixtures.h"
+#include "support/report_lines.h"
 
 namespace {
 
@@ -43,6 +48,91 @@ TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
       testsupport::WriteFile(exchange + path, bytes);
     }
   }
+}
+
+// The report of a whole capture: each shortcut kept or left out, the icons
+// that fell back, the registration the agent will not get, the hive check,
+// the disk identity the document names and each phase's exit.
+TEST_F(WholeCapture, ReportTellsWhatTheCaptureKeptAndLeftOut) {
+  const std::wstring appId = platform::Lower(kAppId);
+  const std::wstring root = volume::PackageRoot(volume_, appId);
+  testsupport::ScratchFolder packageData;
+  testsupport::ScopedEnv dataFolder(L"ORVCAPTURE_PACKAGEDATA_FOLDER", packageData.path());
+  ASSERT_TRUE(create_directory(root + L"\\Program Files\\Editor"));
+  const std::wstring editor = root + L"\\Program Files\\Editor\\editor.exe";
+  const std::wstring icon = root + L"\\Program Files\\Editor\\editor.ico";
+  const std::wstring readme = root + L"\\Program Files\\Editor\\readme.txt";
+  testsupport::WriteFile(editor, "MZ");
+  testsupport::WriteFile(icon, testsupport::IcoFile({{32, 32, testsupport::DibIcon(32, 32, 0xFF2040C0)}}));
+  testsupport::WriteFile(readme, "Read me.\r\n");
+  const std::wstring programs = volume::PackageStartMenuFolder(volume_, appId) + L"\\Programs";
+  ASSERT_TRUE(create_directory(programs));
+  const auto link = [&](const wchar_t* name, const std::wstring& target, const std::wstring& iconPath) {
+    platform::lnk::LinkData data;
+    data.iconLocation = iconPath;
+    testsupport::WriteFile(programs + L"\\" + name, platform::lnk::BuildLink(target, data));
+  };
+  link(L"Editor.lnk", editor, icon);
+  link(L"Read Me.lnk", readme, L"");
+  link(L"Notepad.lnk", L"C:\\Windows\\notepad.exe", L"");
+
+  Silent(true);
+  ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
+  RecordHive(appId,
+             "\r\n[MACHINE\\SOFTWARE\\Classes\\.edt]\r\n@=\"Editor.Document\"\r\n"
+             "\r\n[MACHINE\\SOFTWARE\\Classes\\Editor.Document\\shell\\open\\command]\r\n"
+             "@=\"D:\\\\Elsewhere\\\\editor.exe \\\"%1\\\"\"\r\n");
+  ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
+
+  using testsupport::Events;
+  const auto lines = testsupport::ReadReport(agent_ + L"\\Logs\\" + CaptureReport::FileName(appId));
+  const auto runs = Events(lines, "run");
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_EQ(runs[0].Text("phase") + runs[1].Text("phase"), "onetwo");
+  const auto exits = Events(lines, "exit");
+  ASSERT_EQ(exits.size(), 2u);
+  EXPECT_EQ(exits[0].numbers.at("code"), -19);
+  EXPECT_EQ(exits[1].numbers.at("code"), 0);
+  EXPECT_EQ(lines.back().Text("event"), "exit");
+
+  EXPECT_EQ(Events(lines, "shortcut", {{"name", "Editor"}, {"result", "kept"}, {"icon", "icon0"}}).size(), 1u);
+  EXPECT_EQ(Events(lines, "shortcut", {{"name", "Read Me"}, {"result", "kept"}, {"icon", "targetfileext txt"}}).size(),
+            1u);
+  const auto leftOut = Events(lines, "shortcut", {{"result", "left-out"}});
+  ASSERT_EQ(leftOut.size(), 1u);
+  EXPECT_EQ(leftOut[0].Text("target"), "C:\\Windows\\notepad.exe");
+  EXPECT_EQ(leftOut[0].Text("reason"), "the target does not lie under THROOT");
+  const auto shortcutIcon = Events(lines, "icon", {{"for", "shortcut"}, {"name", "Read Me"}, {"result", "fallback"}});
+  ASSERT_EQ(shortcutIcon.size(), 1u);
+  EXPECT_EQ(shortcutIcon[0].Text("reason"), "neither a program nor an icon file");
+
+  // The hive names no icon for the application: the agent shows the default.
+  EXPECT_EQ(Events(lines, "app", {{"part", "document"}, {"name", "Editor"}, {"icon", "default"}}).size(), 1u);
+  EXPECT_EQ(Events(lines, "icon", {{"for", "application"}, {"result", "fallback"}, {"shown", "default"}}).size(), 1u);
+  const auto skipped = Events(lines, "file-type", {{"member", "target_app"}, {"result", "skipped"}});
+  ASSERT_EQ(skipped.size(), 1u);
+  EXPECT_NE(platform::Lower(platform::FromUtf8(skipped[0].Text("key"))).find(L"editor.document\\shell\\open"),
+            std::wstring::npos)
+      << skipped[0].Text("key");
+  EXPECT_EQ(skipped[0].Text("reason"), "the command's program lies outside the package root");
+
+  const auto hive = Events(lines, "hive-check", {{"result", "loaded"}});
+  ASSERT_EQ(hive.size(), 1u);
+  EXPECT_EQ(Slashed(platform::FromUtf8(hive[0].Text("hive"))), Slashed(volume::PackageHivePath(volume_, appId)));
+  const auto disk = Events(lines, "disk-identity", {{"result", "new"}});
+  ASSERT_EQ(disk.size(), 1u);
+  Guid documented;
+  ASSERT_TRUE(ReadDiskUniqueId(volume::PackageJsonPath(volume_, appId), documented));
+  EXPECT_EQ(disk[0].Text("unique_id"), platform::ToUtf8(GuidToText(documented, GuidCase::Upper)));
+  EXPECT_FALSE(disk[0].Text("creation_time").empty());
+  std::vector<std::string> phaseTwoStages;
+  bool phaseTwo = false;
+  for (const auto& line : lines) {
+    if (line.Text("event") == "run") phaseTwo = line.Text("phase") == "two";
+    if (phaseTwo && line.Text("event") == "stage") phaseTwoStages.push_back(line.Text("name"));
+  }
+  EXPECT_EQ(phaseTwoStages, (std::vector<std::string>{"state", "notes", "hive-check", "disk-identity", "document",
+                                                      "document-write", "disk-level-copy", "zip"}));
 }
 
 // An update of the package and an update of that update: each moves the

@@ -20,6 +20,7 @@
 #include "platform/files.h"
 #include "platform/guid.h"
 #include "platform/imaging.h"
+#include "platform/registry.h"
 #include "platform/text.h"
 #include "volume/layout.h"
 
@@ -552,7 +553,21 @@ class Inspector {
       return;
     }
     Ran("hive-loads");
-    if (LoadHive(options_.volume, appId_) != 1) Fail("hive-loads", U8(path) + " does not load as a registry hive");
+    // A copy is loaded, never the volume's file: Windows may write the
+    // hive's transaction logs beside the file it loads.
+    Guid guid;
+    if (!NewGuid(guid)) {
+      Fail("hive-loads", "no name for a private copy of " + U8(path));
+      return;
+    }
+    const std::wstring name = L"kestrel-inspect-" + GuidToText(guid, GuidCase::Lower);
+    const std::wstring copy = platform::TempFolder() + L"\\" + name + L".dat";
+    uint32_t error = platform::CopyFileTo(path, copy, true);
+    if (error == 0) error = platform::registry::LoadHiveFile(name, copy);
+    if (error == 0) platform::registry::UnloadHive(name);
+    platform::RemoveFile(copy);
+    if (error != 0)
+      Fail("hive-loads", U8(path) + " does not load as a registry hive (" + std::to_string(error) + ")");
   }
 
   void Disk() {
