@@ -24,14 +24,6 @@ TEST(ProgramFolder, CutAtTheLastSeparatorKeepingADrivesColon) {
   EXPECT_EQ(folder, L"");
 }
 
-TEST(ProgramFolder, CurrentPathIsTheTestProgramsFolder) {
-  std::wstring path, module;
-  ASSERT_TRUE(GetCurrentPath(path));
-  ASSERT_EQ(platform::ModuleFileName(module), 0u);
-  EXPECT_EQ(module.rfind(path, 0), 0u);
-  EXPECT_TRUE(module[path.size()] == L'\\' || module[path.size()] == L'/');
-}
-
 class FileHelpers : public testing::Test {
  protected:
   void SetUp() override {
@@ -94,8 +86,6 @@ TEST_F(FileHelpers, CreateDirectoryReportsAFileInTheWay) {
   EXPECT_EQ(lines[0].rfind(L"create_directory@", 0), 0u);
   EXPECT_EQ(lines[1].rfind(L"Assert failure: create_directory@", 0), 0u);
 }
-
-TEST(Privileges, TheTestsRunWithBackupRights) { EXPECT_TRUE(HasBackupPrivilege()); }
 
 TEST(FileList, FindsFilesByExtensionInEveryFolderBelow) {
   testsupport::ScratchFolder dir;

@@ -2,6 +2,7 @@
 // backends: shortcut paths and failure lines depend on them.
 #include <gtest/gtest.h>
 
+#include "platform/files.h"
 #include "platform/process.h"
 #include "platform/text.h"
 #include "support/scratch.h"
@@ -34,15 +35,22 @@ TEST(EnvironmentExpansion, ReplacesKnownNamesAndKeepsTheRest) {
   }
 }
 
-TEST(SystemErrorTexts, Win32CodesAndTheirHresultsReadTheSame) {
-  // The texts are the system's own (Wine words them differently from Windows).
-  EXPECT_EQ(platform::SystemErrorText(0x80070002), platform::SystemErrorText(2));
-  EXPECT_EQ(platform::SystemErrorText(0x80070005), platform::SystemErrorText(5));
+// The texts are the system's own (Wine words them differently from Windows):
+// one line, the same for a Win32 code and its HRESULT, unknown codes named.
+TEST(SystemErrorTexts, OneLineAndTheSameForACodeAndItsHresult) {
+  for (uint32_t code : {2u, 5u, 32u, 87u}) {
+    const std::wstring text = platform::ErrorDescription(code);
+    EXPECT_FALSE(text.empty()) << code;
+    EXPECT_EQ(text.find_first_of(L"\r\n"), std::wstring::npos) << code;
+    EXPECT_NE(text.back(), L' ');
+    EXPECT_EQ(platform::SystemErrorText(0x80070000 | code), platform::SystemErrorText(code));
+  }
   EXPECT_NE(platform::SystemErrorText(2), platform::SystemErrorText(5));
   const std::wstring failed = platform::SystemErrorText(0x80004005);
   EXPECT_FALSE(failed.empty());
   EXPECT_NE(failed.back(), L'\n');
   EXPECT_EQ(platform::UnknownErrorText(0xA0001234), L"Unknown error 0xa0001234");
+  EXPECT_EQ(platform::ErrorDescription(0xDEADBEEF), L"Unknown error 3735928559");
 }
 
 }  // namespace

@@ -103,22 +103,4 @@ TEST(ProcessContract, AnUnquotedProgramPathWithBlanksIsFound) {
   EXPECT_EQ(calls[0].arguments, (std::vector<std::wstring>{L"a", L"b c"}));
 }
 
-TEST(ProcessContract, SessionNumberIsReadable) {
-  uint32_t first = 12345, second = 54321;
-  ASSERT_EQ(CurrentSessionId(first), 0u);
-  ASSERT_EQ(CurrentSessionId(second), 0u);
-  EXPECT_EQ(first, second);
-  EXPECT_NE(first, 0xFFFFFFFFu);
-}
-
-TEST(ProcessContract, ExitCodesAndOutputOfAChild) {
-  const std::wstring kestrel = testsupport::BuiltProgram(L"kestrel");
-  testsupport::RunResult r = testsupport::Run(kestrel, {L"-preProv", L"x"});
-  ASSERT_EQ(r.startError, 0u);
-  EXPECT_EQ(r.exitCode, 1u);
-  r = testsupport::Run(kestrel, {});
-  EXPECT_EQ(r.exitCode, ExitCodeAsSeen(-7));
-  EXPECT_EQ(r.output.substr(0, 18), "Tellurex Merovane ");
-}
-
 }  // namespace

@@ -1,18 +1,14 @@
 // Registration files: reading every form regedit writes, refusing bad text
-// with its line, writing regedit's exact layout, and applying to the
-// machine registry (both backends).
+// with its line, writing regedit's exact layout. Applying them to the
+// registry and reading trees back is kestrel-reg's import and export.
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/common/regfile.h"
-#include "platform/files.h"
-#include "platform/process.h"
 #include "platform/registry.h"
 #include "platform/text.h"
-#include "support/scratch.h"
 
 namespace reg = platform::registry;
 namespace rf = platform::regfile;
@@ -236,64 +232,6 @@ TEST(RegFileWrite, WhatReadsBackExactly) {
     EXPECT_EQ(values[i].data, ops[i + 1].data) << Utf8(values[i].name);
   }
   EXPECT_NE(std::wstring::npos, rf::Format(keys).find(L"\"no terminator\"=hex(1):61,00,62,00,63,00\r\n"));
-}
-
-// Applying operations and reading trees back, on the registry of the build.
-class RegFileRegistry : public ::testing::Test {
- protected:
-  // The scratch key is written in the long form, as regedit names keys.
-  void SetUp() override {
-    registry_.emplace(L"RegFile");
-    root_ = L"HKEY_LOCAL_MACHINE" + registry_->root().substr(4);
-  }
-  void TearDown() override { registry_.reset(); }
-  std::optional<testsupport::ScratchRegistry> registry_;
-  std::wstring root_;
-};
-
-TEST_F(RegFileRegistry, ApplyThenReadTree) {
-  const std::wstring text = L"Windows Registry Editor Version 5.00\r\n\r\n"
-                            L"[" + root_ + L"\\Old\\Deep]\r\n\"x\"=dword:1\r\n"
-                            L"[" + root_ + L"]\r\n@=\"top\"\r\n\"drop\"=\"soon\"\r\n"
-                            L"[" + root_ + L"\\b]\r\n\"v\"=hex(b):02,00,00,00,00,00,00,00\r\n"
-                            L"[" + root_ + L"\\A\\Inner]\r\n"
-                            L"[-" + root_ + L"\\Old]\r\n"
-                            L"[-" + root_ + L"\\NeverWas]\r\n"
-                            L"[" + root_ + L"]\r\n\"drop\"=-\r\n\"never\"=-\r\n";
-  const auto ops = ParseOk(Utf8(text));
-  size_t failed = 99;
-  ASSERT_EQ(0u, rf::Apply(ops, failed));
-
-  std::vector<rf::KeyBlock> tree;
-  // Any accepted path form and case; the export names keys as stored.
-  std::wstring lower = L"hklm\\software\\kesTRELtest\\" + root_.substr(root_.rfind(L'\\') + 1);
-  ASSERT_EQ(0u, rf::ReadTree(lower, tree));
-  ASSERT_EQ(4u, tree.size());
-  // Wine keeps "Software" as it ships it; below that, the names are ours.
-  const size_t ours = std::wstring(L"HKEY_LOCAL_MACHINE\\SOFTWARE").size();
-  const std::wstring stored = tree[0].path.substr(0, ours);
-  EXPECT_TRUE(platform::NamesEqual(root_.substr(0, ours), stored)) << Utf8(stored);
-  EXPECT_EQ(root_.substr(ours), tree[0].path.substr(ours));
-  ASSERT_EQ(1u, tree[0].values.size());
-  EXPECT_EQ(reg::EncodeString(L"top"), tree[0].values[0].data);
-  EXPECT_EQ(tree[0].path + L"\\A", tree[1].path);
-  EXPECT_EQ(tree[0].path + L"\\A\\Inner", tree[2].path);
-  EXPECT_EQ(tree[0].path + L"\\b", tree[3].path);
-  ASSERT_EQ(1u, tree[3].values.size());
-  EXPECT_EQ(reg::kQword, tree[3].values[0].type);
-
-  std::vector<rf::KeyBlock> none;
-  EXPECT_EQ(2u, rf::ReadTree(root_ + L"\\Old", none));
-  EXPECT_EQ(87u, rf::ReadTree(L"HKCU\\Software", none));
-}
-
-TEST_F(RegFileRegistry, ApplyStopsAtAForeignRoot) {
-  const auto ops = ParseOk(Utf8(L"Windows Registry Editor Version 5.00\r\n\r\n[" + root_ +
-                                L"]\r\n\"a\"=dword:1\r\n[HKEY_CURRENT_USER\\Software\\X]\r\n"));
-  size_t failed = 0;
-  EXPECT_EQ(87u, rf::Apply(ops, failed));
-  EXPECT_EQ(2u, failed);
-  EXPECT_EQ(5u, ops[failed].line);
 }
 
 }  // namespace

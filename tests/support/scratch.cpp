@@ -142,24 +142,10 @@ bool HasStamp(const std::wstring& text) {
 
 std::vector<std::wstring> LogLines(const std::wstring& logPath) {
   std::vector<std::wstring> lines;
-  const std::string bytes = ReadFile(logPath);
-  if (bytes.size() < 2 || static_cast<unsigned char>(bytes[0]) != 0xFF ||
-      static_cast<unsigned char>(bytes[1]) != 0xFE) {
-    ADD_FAILURE() << "log does not start with FF FE";
-    return lines;
-  }
-  const std::wstring text = platform::FromUtf16Le(std::string_view(bytes).substr(2));
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t end = text.find(L'\n', start);
-    if (end == std::wstring::npos) end = text.size();
-    std::wstring line = text.substr(start, end - start);
-    if (!HasStamp(line)) {
-      ADD_FAILURE() << "log line without its stamp: " << platform::ToUtf8(line);
-    } else {
-      lines.push_back(line.substr(30));
-    }
-    start = end + 1;
+  for (std::wstring entry : LogEntries(logPath)) {
+    if (!entry.empty() && entry.back() == L'\n') entry.pop_back();
+    if (entry.find(L'\n') != std::wstring::npos) ADD_FAILURE() << "log line without its stamp: " << platform::ToUtf8(entry);
+    lines.push_back(entry);
   }
   return lines;
 }

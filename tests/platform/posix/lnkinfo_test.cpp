@@ -42,15 +42,8 @@ std::map<std::string, std::string> LnkInfo(const std::wstring& link, std::string
 TEST(LnkInfo, ReadsWhatTheWriterMakes) {
   testsupport::ScratchFolder dir;
   for (const auto& c : testsupport::kLinkCases) {
-    platform::shell::ShellLink link;
-    ASSERT_EQ(link.Create(), 0);
-    link.SetPath(c.target);
-    link.SetArguments(c.arguments);
-    link.SetDescription(c.description);
-    link.SetIconLocation(c.iconPath, c.iconIndex);
-    link.SetHotkey(c.hotkey);
     const std::wstring path = dir / c.file;
-    ASSERT_EQ(link.Save(path), 0);
+    testsupport::SaveLinkCase(c, path);
 
     std::string output;
     auto fields = LnkInfo(path, output);
