@@ -54,7 +54,8 @@ TEST(AnswersText, MalformedFilesAreRefusedNamingTheLineAndChangeNothing) {
       {"Name=A\njust text\n", L"line 2: no \"Key=value\""},
       {"Name=\xC3\x28\n", L"not UTF-8 or UTF-16 text"},
       {"Name=\xC0\xAF\n", L"not UTF-8 or UTF-16 text"},      // an overlong "/"
-      {"Name=\xED\xA0\x80\n", L"not UTF-8 or UTF-16 text"},  // a surrogate
+      {"Name=\xED\xA0\x80\n", L"not UTF-8 or UTF-16 text"},  // the first surrogate
+      {"Name=\xED\xBF\xBF\n", L"not UTF-8 or UTF-16 text"},  // the last one
       {std::string("Name=A\0B\n", 9), L"not UTF-8 or UTF-16 text"},
       {"\xFF\xFEN\0a", L"not UTF-8 or UTF-16 text"},  // an odd number of bytes
       {std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16), L"not UTF-8 or UTF-16 text"},

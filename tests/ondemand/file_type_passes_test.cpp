@@ -148,7 +148,7 @@ TEST(FileTypePasses, SampleHiveFillsEveryArray) {
                         Arr(Obj(M(L"name", S(L"open")), M(L"disp_name", S(L"&Open")), M(L"target_app", Int(0))),
                             Obj(M(L"name", S(L"OpenAsReadOnly")), M(L"is_extended", True()), M(L"target_app", Int(0))),
                             Obj(M(L"name", S(L"preview")), M(L"has_lua_shield", True()), M(L"is_extended", True()),
-                                M(L"suppression_policy", std::make_unique<MetadataUint>(0x40000000u)),
+                                M(L"suppression_policy", std::make_unique<MetadataUint>(0x40030201u)),
                                 M(L"is_legacy_disable", True()), M(L"icon", S(L"0")), M(L"target_app", Int(1))),
                             verb(L"print", 2)))),
                   Obj(M(L"name", S(L"Directory\\Background")), M(L"verbs", Arr(verb(L"fabrikam", 0)))))),

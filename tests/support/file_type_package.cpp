@@ -142,7 +142,7 @@ void BuildFileTypeSample(FileTypePackage& package) {
 "Extended"=""
 "HasLUAShield"=""
 "LegacyDisable"=""
-"SuppressionPolicy"=dword:40000000
+"SuppressionPolicy"=dword:40030201
 "Icon"="C:\\Program Files\\Fabrikam\\doc.ico"
 
 [MACHINE\SOFTWARE\Classes\Fabrikam.Document\shell\preview\command]
