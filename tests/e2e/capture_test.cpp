@@ -181,9 +181,15 @@ TEST_F(PhaseOne, PhaseTwoWithoutWhatPhaseOneLeavesStops) {
     testsupport::RemoveTree(LogPath());
     for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
     ResumeState state;
-    if (c.state) ASSERT_TRUE(SaveState(volume_ + L"\\kestrel.state", state));
-    if (c.notes) ASSERT_TRUE(SaveNotes(volume_ + L"\\notes.txt", L"notes"));
-    if (c.package) ASSERT_EQ(platform::MakeFolder(package), 0u);
+    if (c.state) {
+      ASSERT_TRUE(SaveState(volume_ + L"\\kestrel.state", state));
+    }
+    if (c.notes) {
+      ASSERT_TRUE(SaveNotes(volume_ + L"\\notes.txt", L"notes"));
+    }
+    if (c.package) {
+      ASSERT_EQ(platform::MakeFolder(package), 0u);
+    }
     auto before = testsupport::TreeSnapshot(volume_);
     EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(c.code));
     const Lines lines = Messages(L"wmain", true);

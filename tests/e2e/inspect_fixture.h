@@ -65,8 +65,9 @@ class Inspect : public DocumentVolume {
     arguments.insert(arguments.end(), extra.begin(), extra.end());
     const testsupport::RunResult run = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), arguments);
     EXPECT_EQ(run.startError, 0u);
-    if (snapshot)
+    if (snapshot) {
       EXPECT_EQ(testsupport::ChangedPaths(before, Snapshot()), std::vector<std::wstring>{});
+    }
     Result result{run.exitCode, JsonTree(cJSON_Parse(run.output.c_str())), {}};
     EXPECT_TRUE(result.report) << run.output;
     const cJSON* check = nullptr;

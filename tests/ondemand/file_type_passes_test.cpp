@@ -78,7 +78,9 @@ TEST(FileTypeRules, IndirectStringsAndIconLocations) {
     std::wstring file;
     uint32_t id = 0;
     ASSERT_EQ(SplitIndirectString(c.text, file, id), c.indirect) << platform::ToUtf8(c.text);
-    if (c.indirect) EXPECT_EQ(file + L"#" + std::to_wstring(id), c.file + (L"#" + std::to_wstring(c.id)));
+    if (c.indirect) {
+      EXPECT_EQ(file + L"#" + std::to_wstring(id), c.file + (L"#" + std::to_wstring(c.id)));
+    }
   }
   const struct {
     const wchar_t* text;
