@@ -20,6 +20,7 @@
 #include "platform/files.h"
 #include "platform/guid.h"
 #include "platform/imaging.h"
+#include "platform/process.h"
 #include "platform/registry.h"
 #include "platform/text.h"
 #include "volume/layout.h"
@@ -553,6 +554,12 @@ class Inspector {
       return;
     }
     Ran("hive-loads");
+    for (const wchar_t* privilege : {L"SeBackupPrivilege", L"SeRestorePrivilege"}) {
+      if (platform::EnablePrivilege(privilege) != 0) {
+        Fail("hive-loads", "loading a hive needs " + U8(privilege) + ": run as administrator");
+        return;
+      }
+    }
     // A copy is loaded, never the volume's file: Windows may write the
     // hive's transaction logs beside the file it loads.
     Guid guid;
