@@ -24,8 +24,6 @@ constexpr const char* kHelp =
     "Exit status: 0 no check failed, 1 a check failed, 2 the volume cannot be\n"
     "read (or wrong usage).\n";
 
-void Write(FILE* stream, const std::string& text) { std::fwrite(text.data(), 1, text.size(), stream); }
-
 }  // namespace
 
 int ProgramMain(const std::vector<std::wstring>& arguments) {
@@ -42,17 +40,17 @@ int ProgramMain(const std::vector<std::wstring>& arguments) {
     } else if ((argument == L"--disk" || argument == L"--html") && i + 1 < arguments.size()) {
       (argument == L"--disk" ? options.disk : html) = arguments[++i];
     } else if (argument == L"--help" || argument == L"-h") {
-      Write(stdout, kHelp);
+      PrintText(stdout, kHelp);
       return 0;
     } else if (options.volume.empty() && argument.rfind(L"--", 0) != 0) {
       options.volume = argument;
     } else {
-      Write(stderr, "kestrel-inspect: unexpected argument " + platform::ToUtf8(argument) + "\n\n" + kHelp);
+      PrintText(stderr, "kestrel-inspect: unexpected argument " + platform::ToUtf8(argument) + "\n\n" + kHelp);
       return 2;
     }
   }
   if (options.volume.empty()) {
-    Write(stderr, kHelp);
+    PrintText(stderr, kHelp);
     return 2;
   }
   // A trailing separator would double in the volume's paths.
@@ -62,14 +60,14 @@ int ProgramMain(const std::vector<std::wstring>& arguments) {
   const inspect::Inspection inspection = inspect::Inspect(options);
   if (json) {
     char* text = cJSON_Print(inspection.report.get());
-    Write(stdout, std::string(text ? text : "") + "\n");
+    PrintText(stdout, std::string(text ? text : "") + "\n");
     cJSON_free(text);
   } else {
-    Write(stdout, inspect::TerminalView(inspection.report.get()));
+    PrintText(stdout, inspect::TerminalView(inspection.report.get()));
   }
   if (!html.empty() && inspection.readable) {
     if (const uint32_t error = platform::WriteWholeFile(html, inspect::HtmlView(inspection)); error != 0) {
-      Write(stderr, "kestrel-inspect: cannot write " + platform::ToUtf8(html) + " (error " + std::to_string(error) +
+      PrintText(stderr, "kestrel-inspect: cannot write " + platform::ToUtf8(html) + " (error " + std::to_string(error) +
                         ")\n");
       return 2;
     }

@@ -23,18 +23,13 @@ constexpr const wchar_t* kHelp =
     L"      the installer's compressed form of GUID, as its registry keys name it\n"
     L"LINK is a path of this machine. Exit status: 0 done, 1 wrong usage, 2 failed.\n";
 
-void Print(FILE* stream, const std::wstring& text) {
-  const std::string bytes = platform::ToUtf8(text);
-  std::fwrite(bytes.data(), 1, bytes.size(), stream);
-}
-
 int Usage(const std::wstring& message) {
-  Print(stderr, L"kestrel-link: " + message + L"\n\n" + kHelp);
+  PrintText(stderr, L"kestrel-link: " + message + L"\n\n" + kHelp);
   return 1;
 }
 
 int Fail(const std::wstring& message) {
-  Print(stderr, L"kestrel-link: " + message + L"\n");
+  PrintText(stderr, L"kestrel-link: " + message + L"\n");
   return 2;
 }
 
@@ -74,11 +69,11 @@ int ProgramMain(const std::vector<std::wstring>& arguments) {
   if (verb == L"packed" && args.size() == 2) {
     Guid guid;
     if (!ReadGuid(args[1], guid)) return Usage(L"not a braced GUID: " + args[1]);
-    Print(stdout, GuidToPacked(guid) + L"\n");
+    PrintText(stdout, GuidToPacked(guid) + L"\n");
     return 0;
   }
   if (verb == L"--help" || verb == L"-h") {
-    Print(stdout, kHelp);
+    PrintText(stdout, kHelp);
     return 0;
   }
   return Usage(L"unknown command or wrong number of arguments");

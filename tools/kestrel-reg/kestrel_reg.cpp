@@ -52,19 +52,14 @@ constexpr const wchar_t* kHelp =
     L"Each command is one transaction: when it fails, the store stays as it was.\n"
     L"Exit status: 0 done, 1 wrong usage, 2 failed.\n";
 
-void Print(FILE* stream, const std::wstring& text) {
-  const std::string bytes = platform::ToUtf8(text);
-  std::fwrite(bytes.data(), 1, bytes.size(), stream);
-}
-
 int Fail(const std::wstring& message) {
-  Print(stderr, L"kestrel-reg: " + message + L"\n");
+  PrintText(stderr, L"kestrel-reg: " + message + L"\n");
   return kFailed;
 }
 
 int Usage(const std::wstring& message) {
-  Print(stderr, L"kestrel-reg: " + message + L"\n\n");
-  Print(stderr, kHelp);
+  PrintText(stderr, L"kestrel-reg: " + message + L"\n\n");
+  PrintText(stderr, kHelp);
   return kUsage;
 }
 
@@ -238,7 +233,7 @@ int Get(const std::vector<std::wstring>& args) {
     if (uint32_t error = reg::QueryValue(key, name, type, data))
       return Fail(L"cannot read the value " + ShownValue(name) + L" of " + path + L": " +
                   Describe(error));
-    Print(stdout, ShowData(type, data) + L"\n");
+    PrintText(stdout, ShowData(type, data) + L"\n");
     return kDone;
   }
   std::vector<reg::ValueEntry> values;
@@ -252,7 +247,7 @@ int Get(const std::vector<std::wstring>& args) {
            TypeName(value.type) + L"    " + ShowData(value.type, value.data) + L"\n";
   if (!subkeys.empty()) out += L"\n";
   for (const auto& name : subkeys) out += path + L"\\" + name + L"\n";
-  Print(stdout, out);
+  PrintText(stdout, out);
   return kDone;
 }
 
@@ -407,7 +402,7 @@ int ProgramMain(const std::vector<std::wstring>& arguments) {
   if (arguments.size() < 2) return Usage(L"no command given");
   const std::wstring& verb = arguments[1];
   if (verb == L"--help" || verb == L"-h" || verb == L"help") {
-    Print(stdout, kHelp);
+    PrintText(stdout, kHelp);
     return kDone;
   }
   const std::vector<std::wstring> args(arguments.begin() + 2, arguments.end());
