@@ -60,19 +60,7 @@ TEST(IconDirectory, LargestTakesTheLaterOfEqualWidthsAndClosestPrefersDepth) {
   EXPECT_EQ(icons::ClosestEntry(entries, 41), 2);  // 48 is nearer than 32
 }
 
-TEST(DibDecoding, EveryDepthGivesTheColourAndTheMask) {
-  for (uint16_t bits : {1, 4, 8, 24}) {
-    SCOPED_TRACE(bits);
-    Bitmap bitmap;
-    ASSERT_TRUE(icons::DecodeDib(testsupport::DibIcon(16, bits, 0xFF336699), bitmap));
-    ASSERT_EQ(bitmap.width, 16u);
-    ASSERT_EQ(bitmap.height, 16u);
-    EXPECT_EQ(bitmap.pixels[0], 0u);                 // masked: transparent
-    EXPECT_EQ(bitmap.pixels[1], 0xFF336699u);        // row 0
-    EXPECT_EQ(bitmap.pixels[15 * 16 + 5], 0xFF336699u);
-  }
-}
-
+// Every depth with its mask is the imaging contract's (IconImagesOfEveryKindBecome64PixelPng).
 TEST(DibDecoding, ThirtyTwoBitsKeepAlphaAndFallBackToTheMaskWithoutIt) {
   Bitmap bitmap;
   ASSERT_TRUE(icons::DecodeDib(testsupport::DibIcon(32, 32, 0x80FF0000), bitmap));
