@@ -94,23 +94,22 @@ TEST_F(FilesContract, CopyReplacesOrRefusesAndKeepsTheSourceIntact) {
   EXPECT_FALSE(PathExists(dir_ / L"c"));
 }
 
-TEST_F(FilesContract, AppendOpenReportsWhetherTheFileExistedAndWritesAtTheEnd) {
+// Appending (the log's whole life) is compared byte for byte by every
+// capture's log; here what an open tells and the short read at the end.
+TEST_F(FilesContract, OpensTellWhetherTheFileExistedAndReadsStopAtTheEnd) {
   File file;
   bool existed = true;
   ASSERT_EQ(file.Open(dir_ / L"log", OpenMode::AppendAlways, &existed), 0u);
   EXPECT_FALSE(existed);
-  ASSERT_EQ(file.Write("abc", 3), 0u);
+  ASSERT_EQ(file.Write("abcde", 5), 0u);
   file.Close();
-  ASSERT_EQ(file.Open(dir_ / L"log", OpenMode::AppendAlways, &existed), 0u);
-  EXPECT_TRUE(existed);
-  uint64_t end = 0;
-  ASSERT_EQ(file.SeekEnd(end), 0u);
-  EXPECT_EQ(end, 3u);
-  ASSERT_EQ(file.Write("de", 2), 0u);
+  ASSERT_EQ(file.Open(dir_ / L"log", OpenMode::ReadWrite), 0u);
+  ASSERT_EQ(file.Seek(3), 0u);
+  char tail[8];
+  size_t read = 0;
+  ASSERT_EQ(file.Read(tail, sizeof tail, read), 0u);
+  EXPECT_EQ(read, 2u);
   file.Close();
-  uint64_t size = 0;
-  ASSERT_EQ(GetSize(dir_ / L"log", size), 0u);
-  EXPECT_EQ(size, 5u);
   ASSERT_EQ(file.Open(dir_ / L"log", OpenMode::CreateAlways, &existed), 0u);
   EXPECT_TRUE(existed);
   file.Close();
@@ -126,22 +125,6 @@ TEST_F(FilesContract, ByteRangeLocksExcludeOtherOpensOfTheFile) {
   EXPECT_EQ(second.Lock(30, 5), 0u);  // outside the first range
   ASSERT_EQ(first.Unlock(10, 20), 0u);
   EXPECT_EQ(second.Lock(15, 1), 0u);
-}
-
-TEST_F(FilesContract, ReadingBackWhatWasWritten) {
-  std::string bytes(100000, '\0');
-  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7);
-  ASSERT_EQ(WriteWholeFile(dir_ / L"blob", bytes), 0u);
-  std::string back;
-  ASSERT_EQ(ReadWholeFile(dir_ / L"blob", back), 0u);
-  EXPECT_EQ(back, bytes);
-  File file;
-  ASSERT_EQ(file.Open(dir_ / L"blob", OpenMode::ReadWrite), 0u);
-  ASSERT_EQ(file.Seek(99998), 0u);
-  char tail[8];
-  size_t read = 0;
-  ASSERT_EQ(file.Read(tail, sizeof tail, read), 0u);
-  EXPECT_EQ(read, 2u);
 }
 
 // Renames over and whole writes replace in one step, but neither a read-only

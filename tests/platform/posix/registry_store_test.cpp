@@ -44,7 +44,8 @@ class RegistryStore : public ::testing::Test {
     store_ = path;
     registry_.emplace(L"KESTREL_REGISTRY", platform::FromUtf8(path));
   }
-  // The counter key's n after it was raised, in its own transaction each time.
+  // Raises the counter key's n by one, times times, each in a transaction of
+  // its own; the first error, else 0.
   static uint32_t Increment(int times) {
     for (int i = 0; i < times; ++i) {
       reg::store::Transaction transaction;
@@ -58,13 +59,6 @@ class RegistryStore : public ::testing::Test {
       if (uint32_t error = transaction.Commit()) return error;
     }
     return 0;
-  }
-  static uint32_t Counter() {
-    reg::Key key;
-    uint32_t n = 0;
-    EXPECT_EQ(0u, reg::OpenKey(L"HKLM\\SOFTWARE\\Counter", reg::kRead, key));
-    EXPECT_EQ(0u, reg::QueryDword(key, L"n", n));
-    return n;
   }
 
   std::optional<testsupport::ScopedEnv> registry_;
@@ -203,7 +197,11 @@ TEST_F(RegistryStore, TwoProcessesWritingAtOnceLoseNothing) {
     ASSERT_EQ(pid, waitpid(pid, &status, 0));
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
   }
-  EXPECT_EQ(120u, Counter());
+  reg::Key key;
+  uint32_t n = 0;
+  ASSERT_EQ(0u, reg::OpenKey(L"HKLM\\SOFTWARE\\Counter", reg::kRead, key));
+  EXPECT_EQ(0u, reg::QueryDword(key, L"n", n));
+  EXPECT_EQ(120u, n) << "no increment lost";
 }
 
 }  // namespace
