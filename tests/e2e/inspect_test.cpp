@@ -1,7 +1,6 @@
 // kestrel-inspect over a captured volume: the whole volume passes, each
 // volume spoiled on purpose fails exactly its check, and no run changes a
 // byte of the volume.
-#include "e2e/capture_fixture.h"
 #include "e2e/inspect_fixture.h"
 
 namespace {
@@ -189,50 +188,3 @@ TEST_F(Inspect, CaptureReportGroupsEventsByKind) {
 }
 
 }  // namespace
-
-// The real capture's volume at each stage: empty, after phase one, after
-// phase two, after an update. No check fails at any of them, each stage
-// brings its checks in, and no run changes the volume.
-TEST_F(WholeCapture, InspectionFollowsTheCaptureStageByStage) {
-  const auto inspect = [&](const std::set<std::string>& passing, std::vector<std::string> derivation = {}) {
-    const auto before = testsupport::TreeSnapshot(volume_);
-    const auto run = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), {volume_ + L"\\", L"--json"});
-    EXPECT_EQ(run.exitCode, 0u) << run.output;
-    EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{});
-    const JsonTree report(cJSON_Parse(run.output.c_str()));
-    std::set<std::string> passed;
-    const cJSON* check = nullptr;
-    cJSON_ArrayForEach(check, cJSON_GetObjectItem(report.get(), "checks")) {
-      if (std::string(cJSON_GetStringValue(cJSON_GetObjectItem(check, "status"))) == "pass")
-        passed.insert(cJSON_GetStringValue(cJSON_GetObjectItem(check, "id")));
-    }
-    passed.erase("report-reads");  // there once captures write their report
-    EXPECT_EQ(passed, passing);
-    const cJSON* bundle = cJSON_GetArrayItem(
-        cJSON_GetObjectItem(cJSON_GetObjectItem(report.get(), "document"), "bundles"), 0);
-    std::vector<std::string> chain;
-    const cJSON* link = nullptr;
-    cJSON_ArrayForEach(link, cJSON_GetObjectItem(bundle, "derivation")) chain.push_back(cJSON_GetStringValue(link));
-    EXPECT_EQ(chain, derivation);
-  };
-  inspect({});
-
-  Silent(true);
-  testsupport::WriteFile(Marker(L"tarnhold.answers"), "Name=Editor\nVersion=2.1\n");
-  ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
-  inspect({"meta-yml-reads", "volume-id-agrees", "state-reads"});
-
-  const std::wstring first = platform::Lower(kAppId);
-  RecordHive(first);
-  ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
-  const std::set<std::string> document{"meta-yml-reads", "volume-id-agrees", "metadata-reads", "metadata-parses",
-                                       "metadata-copies-identical", "icons-object", "icon-decodes", "hive-loads"};
-  inspect(document);
-
-  Silent(true);
-  ASSERT_EQ(reg::SetString(parameters_, L"NewVolumeUUID", L"{11111111-2222-4333-8444-555555555555}"), 0u);
-  ASSERT_EQ(reg::SetString(parameters_, L"AppID", L"{AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE}"), 0u);
-  ASSERT_EQ(Kestrel({L"<phaseone>", L"-update"}).exitCode, platform::ExitCodeAsSeen(-19));
-  ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
-  inspect(document, {platform::ToUtf8(first)});
-}
