@@ -27,7 +27,7 @@ namespace {
 TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
   ASSERT_NO_FATAL_FAILURE(CaptureOnce());
   const std::wstring appId = platform::Lower(kAppId);
-  EXPECT_EQ(Messages(L"wmain", true),
+  EXPECT_EQ(Messages(),
             (Lines{Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")"),
                    Slashed(L"[Silent mode] Deleted \"" + Marker(L"tarnhold.p1") + L"\""),
                    Slashed(L"[Silent mode] Deleted \"" + Marker(L"tarnhold.slt") + L"\""),
@@ -91,7 +91,7 @@ TEST_F(WholeCapture, ReportTellsWhatTheCaptureKeptAndLeftOut) {
   ASSERT_TRUE(create_directory(report + L"\\x"));
   Silent(true);
   ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
-  const Lines refused = Messages(L"CaptureReport", true);
+  const Lines refused = Messages(L"CaptureReport");
   ASSERT_EQ(refused.size(), 1u);
   EXPECT_NE(refused[0].find(L"cannot be opened"), std::wstring::npos);
   const auto withoutReport = testsupport::TreeSnapshot(volume_);
@@ -219,7 +219,7 @@ TEST_F(WholeCapture, UpdatesCarryTheDerivationChain) {
     ASSERT_EQ(Kestrel({L"<phaseone>", L"-update"}).exitCode, platform::ExitCodeAsSeen(-19));
     testsupport::RemoveTree(LogPath());
     ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
-    EXPECT_EQ(Messages(L"wmain", true).at(1), L"kestrel update.. phase 2!");
+    EXPECT_EQ(Messages().at(1), L"kestrel update.. phase 2!");
     inspect(document, chain);
 
     // The package folder has the new AppId; both lists name the new ids.
@@ -274,7 +274,7 @@ TEST_F(WholeCapture, DiskLevelCopyIsRetriedFiveTimes) {
     expected.push_back(failed);
   }
   expected.push_back(L"failed to make a disk level json copy");
-  EXPECT_EQ(Messages(L"wmain", true), expected);
+  EXPECT_EQ(Messages(), expected);
   EXPECT_FALSE(platform::PathExists(volume::MetaJsonZipPath(volume_)));
   EXPECT_TRUE(platform::PathExists(Marker(L"tarnhold.slt")));  // kept for the next attempt
 }
@@ -340,7 +340,7 @@ TEST_F(WholeCapture, PhaseTwoFailuresLeaveTheVolumeAsItWas) {
 #endif
     if (!c.unprivileged) result = Kestrel({L"<phasetwo>"});
     EXPECT_EQ(result.exitCode, platform::ExitCodeAsSeen(c.code)) << c.what << "\n" << result.output;
-    const Lines lines = Messages(L"wmain", true);
+    const Lines lines = Messages();
     ASSERT_FALSE(lines.empty()) << c.what;
     EXPECT_EQ(lines.back(), c.line) << c.what;
     EXPECT_TRUE(platform::PathExists(Marker(L"tarnhold.slt"))) << c.what;

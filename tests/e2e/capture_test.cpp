@@ -15,7 +15,7 @@ namespace {
 TEST_F(PhaseOne, SilentCaptureWritesTheVolumeFilesAndAsksForARestart) {
   Silent(true);
   EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
-  EXPECT_EQ(Messages(L"wmain", true),
+  EXPECT_EQ(Messages(),
             (Lines{Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")"), kNotFinalized}));
   EXPECT_EQ(AgentArguments(), (std::vector<std::vector<std::wstring>>{Recording(L"recordon"), Recording(L"recordoff")}));
   // The whole line the agent was started with, where the stand-in sees one.
@@ -74,8 +74,8 @@ TEST_F(PhaseOne, SilentCaptureTakesTheAnswersFile) {
     testsupport::RemoveTree(LogPath());
     testsupport::WriteFile(answers, c.bytes);
     EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
-    EXPECT_EQ(Messages(L"wmain", true), c.wmain);
-    EXPECT_EQ(Messages(L"ReadAnswersFile", true), c.refusal);
+    EXPECT_EQ(Messages(), c.wmain);
+    EXPECT_EQ(Messages(L"ReadAnswersFile"), c.refusal);
     const std::wstring state = platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"));
     EXPECT_EQ(state.rfind(std::wstring(L"/state:1]::[") + c.fields, 0), 0u) << platform::ToUtf8(state);
     EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\notes.txt"), c.notes);
@@ -148,7 +148,7 @@ TEST_F(PhaseOne, PhaseTwoWithoutWhatPhaseOneLeavesStops) {
     }
     auto before = testsupport::TreeSnapshot(volume_);
     EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(c.code));
-    const Lines lines = Messages(L"wmain", true);
+    const Lines lines = Messages();
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(), c.line);
     // The state is gone once read; nothing else changes.
@@ -232,7 +232,7 @@ TEST_F(PhaseOne, EachFailureStopsWithItsCodeAndLines) {
     const RunResult r = Kestrel({L"<phaseone>"});
     automation.join();
     EXPECT_EQ(r.exitCode, platform::ExitCodeAsSeen(c.code));
-    EXPECT_EQ(Messages(L"wmain", true), c.lines);
+    EXPECT_EQ(Messages(), c.lines);
     const auto calls = AgentArguments();
     auto recorded = std::vector<std::vector<std::wstring>>{Recording(L"recordon"), Recording(L"recordoff")};
     recorded.resize(c.agentCalls);
