@@ -234,7 +234,8 @@ TEST_F(WholeCapture, UpdatesCarryTheDerivationChain) {
   }
 }
 
-// Each way phase two fails on a captured package or update: its code and
+// Each way phase two fails on a captured package or update, the first
+// things phase one should have left and did not among them: its code and
 // lines, and nothing in the volume changed but what the steps before the
 // failure had to change: the state is deleted once read (but by a refused
 // run), a disk-level copy that cannot be made leaves the package's document
@@ -268,6 +269,13 @@ TEST_F(WholeCapture, PhaseTwoFailuresLeaveTheVolumeAsItWas) {
     std::function<void(Snapshot&)> changed;
   } cases[] = {
       {"not administrator", false, true, false, [] {}, -9, {L"Error: Administrative rights required to proceed!"}, {}},
+      // What phase one should have left and did not.
+      {"no state", false, false, false, [&] { platform::RemoveFile(volume_ + L"\\kestrel.state"); }, -26,
+       {L"failed to read state from file"}, {}},
+      {"no notes", false, false, false, [&] { platform::RemoveFile(volume_ + L"\\notes.txt"); }, -23,
+       {L"failed to read back packager notes"}, {}},
+      {"no package folder", false, false, false, [&] { testsupport::RemoveTree(volume::PackageFolder(volume_, first)); },
+       -10, {L"failed to obtain AppId."}, {}},
       {"no package hive", false, false, false, [&] { testsupport::RemoveTree(volume::PackageHivePath(volume_, first)); },
        -29, {L"ERROR : failed to load and unload hive"}, {}},
       // Tried five more times, a second apart.
@@ -358,9 +366,7 @@ TEST_F(WholeCapture, PhaseTwoFailuresLeaveTheVolumeAsItWas) {
     EXPECT_EQ(Messages(), lines);
     EXPECT_TRUE(platform::PathExists(Marker(L"tarnhold.slt")));
 
-    if (!c.unprivileged) {
-      EXPECT_EQ(before.erase(L"\\kestrel.state"), 1u);
-    }
+    if (!c.unprivileged) before.erase(L"\\kestrel.state");
     if (c.changed) c.changed(before);
     EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{});
   }

@@ -4,8 +4,6 @@
 #include <optional>
 #include <thread>
 
-#include "driver/notes.h"
-#include "driver/resume_state.h"
 #include "e2e/capture_fixture.h"
 #include "foundation/file_helpers.h"
 #include "inventory/meta_yml.h"
@@ -117,45 +115,6 @@ TEST_F(PhaseOne, UpdateTakesTheIdentityFromTheVolume) {
     EXPECT_NE(state.find(std::wstring(L"]::[auto]::[]::[") + kNewVolume + L"]::[" + kNewApp + L"]::[\0"),
               std::wstring::npos)
         << platform::ToUtf8(state);
-  }
-}
-
-// Phase two stops at the first thing phase one should have left and did not.
-TEST_F(PhaseOne, PhaseTwoWithoutWhatPhaseOneLeavesStops) {
-  Silent(true);
-  const std::wstring package = volume_ + L"\\" + platform::Lower(kAppId);
-  const struct {
-    bool state, notes, package;
-    int code;
-    const wchar_t* line;
-  } cases[] = {
-      {false, true, true, -26, L"failed to read state from file"},
-      {true, false, true, -23, L"failed to read back packager notes"},
-      {true, true, false, -10, L"failed to obtain AppId."},
-  };
-  for (const auto& c : cases) {
-    testsupport::RemoveTree(LogPath());
-    for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
-    ResumeState state;
-    if (c.state) {
-      ASSERT_TRUE(SaveState(volume_ + L"\\kestrel.state", state));
-    }
-    if (c.notes) {
-      ASSERT_TRUE(SaveNotes(volume_ + L"\\notes.txt", L"notes"));
-    }
-    if (c.package) {
-      ASSERT_EQ(platform::MakeFolder(package), 0u);
-    }
-    auto before = testsupport::TreeSnapshot(volume_);
-    EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(c.code));
-    const Lines lines = Messages();
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines.back(), c.line);
-    // The state is gone once read; nothing else changes.
-    if (c.state) {
-      EXPECT_EQ(before.erase(L"\\kestrel.state"), 1u);
-    }
-    EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{}) << platform::ToUtf8(c.line);
   }
 }
 
