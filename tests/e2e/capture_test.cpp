@@ -10,73 +10,70 @@
 
 namespace {
 
+// A silent capture without answers, with the packager's answers from the
+// answers file, and with a malformed one, which is refused: the capture goes
+// on as without it.
 TEST_F(PhaseOne, SilentCaptureWritesTheVolumeFilesAndAsksForARestart) {
-  Silent(true);
-  EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
-  EXPECT_EQ(Messages(),
-            (Lines{Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")"), kNotFinalized}));
-  EXPECT_EQ(AgentArguments(), (std::vector<std::vector<std::wstring>>{Recording(L"recordon"), Recording(L"recordoff")}));
-  // The whole line the agent was started with, where the stand-in sees one.
-  const auto calls = standIn_.Calls();
-  ASSERT_EQ(calls.size(), 2u);
-  if (!calls[0].commandLine.empty()) {
-    EXPECT_EQ(calls[0].commandLine, L"\"" + platform::Lower(standIn_.path()) + L"\" recordon " +
-                                        std::to_wstring(session_) + L";" + kVolumeId + L";" + kAppId + L";0");
-  }
-
-  Lines contents = VolumeContents();
-  std::sort(contents.begin(), contents.end());
-  // The inventory names the package folder in lower case.
-  EXPECT_EQ(contents, (Lines{L"METADATA", L"kestrel.state", L"notes.txt", L"tarnhold.pro", platform::Lower(kAppId)}));
-  EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\tarnhold.pro"), kProfile);
-  EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\notes.txt"), "\xFF\xFE");
-  // The volume path is the program's own; the packager's fields stay empty.
-  EXPECT_EQ(Slashed(platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"))),
-            Slashed(L"/state:1]::[]::[]::[]::[]::[]::[" + volume_ +
-                    L"]::[vmdk]::[notcreatemsi]::[]::[]::[]::[auto]::[]::[]::[]::[" + std::wstring(1, L'\0')));
-  std::wstring listed;
-  EXPECT_TRUE(GetVolumeIdFromVolumePath(volume_, listed));
-  EXPECT_EQ(listed, kVolumeId);
-  const std::string apps = testsupport::ReadFile(volume_ + L"\\" + kAppId + L"\\METADATA\\_meta.yml");
-  EXPECT_NE(apps.find(Utf16(L"DisplayName: Editor\r\n")), std::string::npos);
-  EXPECT_EQ(RegisteredAppId(), kAppId);
-}
-
-// A silent capture takes the packager's answers from the answers file; a
-// malformed one is refused and the capture goes on as without it.
-TEST_F(PhaseOne, SilentCaptureTakesTheAnswersFile) {
-  Silent(true);
   const std::wstring answers = Marker(L"tarnhold.answers");
   const std::wstring enabled = Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")");
+  const std::wstring empty = L"/state:1]::[]::[]::[]::[]::[]::[<volume>]::[vmdk]::[notcreatemsi]::[]::[]::[]::[auto]"
+                             L"::[]::[]::[]::[";
   const struct {
-    std::string bytes;
-    Lines wmain;
-    Lines refusal;
-    const wchar_t* fields;  // the state's first three fields
+    std::string bytes;  // of the answers file, none when empty
+    Lines wmain, refusal;
+    std::wstring state;  // but for the volume path, the program's own
     std::string notes;
   } cases[] = {
+      {"", {enabled, kNotFinalized}, {}, empty, "\xFF\xFE"},
       {"\xFF\xFE" + Utf16(L"Name=Editor\r\nVersion=2.1\r\nDescription=Text editor\r\nPackager=jsmith\r\n"
                            L"Notes=first\\nsecond\r\n"),
        {enabled, Slashed(L"[Silent mode] Package description taken from \"" + answers + L"\"")},
        {},
-       L"Editor]::[Text editor]::[jsmith]::[",
+       L"/state:1]::[Editor]::[Text editor]::[jsmith]::[]::[]::[<volume>]::[vmdk]::[notcreatemsi]::[]::[]::[]::[auto]"
+       L"::[2.1]::[]::[]::[",
        "\xFF\xFE" + Utf16(L"first\r\nsecond")},
       {"Name=Editor\nVersion=two\n",
        {enabled, kNotFinalized},
        {Slashed(L"answers file \"" + answers + L"\" refused, line 2: \"two\" is no version. The version must be two "
                 L"to four numbers separated by dots, such as 1.0 or 1.2.3.4.")},
-       L"]::[]::[]::[",
+       empty,
        "\xFF\xFE"},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.bytes);
     testsupport::RemoveTree(LogPath());
-    testsupport::WriteFile(answers, c.bytes);
+    for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
+    Silent(true);
+    if (!c.bytes.empty()) testsupport::WriteFile(answers, c.bytes);
+    const size_t before = standIn_.Calls().size();
     EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
     EXPECT_EQ(Messages(), c.wmain);
     EXPECT_EQ(Messages(L"ReadAnswersFile"), c.refusal);
-    const std::wstring state = platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"));
-    EXPECT_EQ(state.rfind(std::wstring(L"/state:1]::[") + c.fields, 0), 0u) << platform::ToUtf8(state);
+    const std::wstring state = c.state.substr(0, c.state.find(L"<volume>")) + volume_ +
+                               c.state.substr(c.state.find(L"<volume>") + 8) + std::wstring(1, L'\0');
+    EXPECT_EQ(Slashed(platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"))), Slashed(state));
     EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\notes.txt"), c.notes);
+
+    const auto calls = standIn_.Calls();
+    ASSERT_EQ(calls.size() - before, 2u);
+    EXPECT_EQ(calls[before].arguments, Recording(L"recordon"));
+    EXPECT_EQ(calls[before + 1].arguments, Recording(L"recordoff"));
+    // The whole line the agent was started with, where the stand-in sees one.
+    if (!calls[before].commandLine.empty()) {
+      EXPECT_EQ(calls[before].commandLine, L"\"" + platform::Lower(standIn_.path()) + L"\" recordon " +
+                                               std::to_wstring(session_) + L";" + kVolumeId + L";" + kAppId + L";0");
+    }
+    Lines contents = VolumeContents();
+    std::sort(contents.begin(), contents.end());
+    // The inventory names the package folder in lower case.
+    EXPECT_EQ(contents, (Lines{L"METADATA", L"kestrel.state", L"notes.txt", L"tarnhold.pro", platform::Lower(kAppId)}));
+    EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\tarnhold.pro"), kProfile);
+    std::wstring listed;
+    EXPECT_TRUE(GetVolumeIdFromVolumePath(volume_, listed));
+    EXPECT_EQ(listed, kVolumeId);
+    const std::string apps = testsupport::ReadFile(volume_ + L"\\" + kAppId + L"\\METADATA\\_meta.yml");
+    EXPECT_NE(apps.find(Utf16(L"DisplayName: Editor\r\n")), std::string::npos);
+    EXPECT_EQ(RegisteredAppId(), kAppId);
   }
 }
 
