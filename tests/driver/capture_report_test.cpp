@@ -57,30 +57,6 @@ class CaptureReportFile : public testing::Test {
   testsupport::ScratchFolder logs_;
 };
 
-// Lines wait until the package is known, then go out in order, each on
-// disk as soon as it is added; phase two appends to phase one's file even
-// when the AppId comes in another case.
-TEST_F(CaptureReportFile, LinesWaitForTheAppIdAndBothPhasesShareTheFile) {
-  CaptureReport phaseOne;
-  phaseOne.Add(ReportEvent("run").Text("n", "1"));
-  phaseOne.Add(ReportEvent("stage").Text("n", "identity"));
-  EXPECT_FALSE(platform::PathExists(Path(kUpperId)));
-  phaseOne.Open(logs_.path(), kUpperId);
-  EXPECT_EQ(phaseOne.Path(), Path(kLowerId));
-  EXPECT_EQ(Kinds(testsupport::ReadReport(Path(kUpperId))), (std::vector<std::string>{"run:1", "stage:identity"}));
-  phaseOne.Add(ReportEvent("exit").Text("n", "1"));
-  // Written through before the report is closed: an abrupt end keeps it.
-  EXPECT_EQ(testsupport::ReadReport(Path(kUpperId)).size(), 3u);
-
-  CaptureReport phaseTwo;
-  const CaptureReport copy = phaseTwo;  // a copy of the run writes the same report
-  phaseTwo.Open(logs_.path(), kLowerId);
-  copy.Add(ReportEvent("run").Text("n", "2"));
-  EXPECT_EQ(Kinds(testsupport::ReadReport(Path(kLowerId))),
-            (std::vector<std::string>{"run:1", "stage:identity", "exit:1", "run:2"}));
-  EXPECT_EQ(log_.Messages(), std::vector<std::wstring>{});
-}
-
 // An update moves the package: the old file ends with the move, the new one
 // starts with it, and what follows goes to the new one only.
 TEST_F(CaptureReportFile, NewAppIdMovesTheReport) {

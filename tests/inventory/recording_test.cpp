@@ -118,30 +118,13 @@ TEST_F(Recording, AnAgentThatCannotStartIsReportedThreeTimes) {
   EXPECT_EQ(lines[1].rfind(L"Assert failure: startstop_recording@", 0), 0u) << platform::ToUtf8(lines[1]);
   EXPECT_EQ(lines[2], L"startstop_recording: script runs failed: \"" + line + L"\"");
 
-  // A folder is no program: access denied.
-  SetImagePath(folder_ / L"Agent Bin");
-  EXPECT_FALSE(startstop_recording(false, kApp, kVolume, false));
-  EXPECT_EQ(Messages()[3].rfind(L"run_cmd_script: run script error 5 for \"", 0), 0u);
   EXPECT_TRUE(agent_->Calls().empty());
-}
-
-TEST_F(Recording, NoImagePathRunsNothing) {
-  ASSERT_EQ(reg::DeleteValue(key_, L"ImagePath"), 0u);
-  EXPECT_FALSE(startstop_recording(true, kApp, kVolume, true));
-  SetImagePath(L" \"'\r\n");
-  EXPECT_FALSE(startstop_recording(false, kApp, kVolume, true));
-  EXPECT_TRUE(agent_->Calls().empty());
-  const std::wstring line = L"startstop_recording: no agent executable: the ImagePath of " +
-                            std::wstring(kAgentServiceKey) + L" is missing or empty";
-  EXPECT_EQ(Messages(), (Lines{line, line}));
 }
 
 TEST_F(Recording, ImagePathLosesQuotesAndBlanksAtItsEndsOnly) {
   const struct {
     std::wstring stored, expected;
   } cases[] = {
-      {L"C:\\Program Files\\Tellurex\\Merovane\\Agent\\THSERVICE.EXE",
-       L"c:\\program files\\tellurex\\merovane\\agent\\thservice.exe"},
       {L"  'C:\\Agent\\ThService.exe'\r\n", L"c:\\agent\\thservice.exe"},
       // Arguments after a quoted path keep the closing quote.
       {L"\"C:\\Agent\\ThService.exe\" -Service \"X\"", L"c:\\agent\\thservice.exe\" -service \"x"},
@@ -159,18 +142,6 @@ TEST_F(Recording, ImagePathLosesQuotesAndBlanksAtItsEndsOnly) {
   std::wstring imagePath = L"stale";
   EXPECT_FALSE(get_agent_image_path(imagePath));
   EXPECT_EQ(imagePath, L"");
-}
-
-TEST_F(Recording, RunCmdScriptWaitsForTheEnd) {
-  agent_->SetExitCode(7, 300);
-  uint32_t exitCode = 0;
-  ASSERT_TRUE(run_cmd_script(L"\"" + agentPath_ + L"\" a", exitCode));
-  EXPECT_EQ(exitCode, 7u);
-  EXPECT_EQ(agent_->Calls().size(), 1u) << "the agent records just before it ends";
-  exitCode = 42;
-  EXPECT_FALSE(run_cmd_script(L"", exitCode));
-  EXPECT_EQ(exitCode, 42u);
-  EXPECT_EQ(Messages(), Lines{});
 }
 
 }  // namespace
