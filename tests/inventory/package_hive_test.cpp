@@ -5,12 +5,10 @@
 #include <gtest/gtest.h>
 
 #include "foundation/file_helpers.h"
-#include "platform/crypto.h"
 #include "platform/files.h"
 #include "platform/registry.h"
 #include "platform/text.h"
 #include "support/hive_fixture.h"
-#include "support/icon_fixtures.h"
 #include "support/scratch.h"
 
 namespace reg = platform::registry;
@@ -139,40 +137,18 @@ TEST_F(PackageHive, ProductIconWhenThereIsNoDisplayIcon) {
   EXPECT_EQ(std::vector<std::wstring>{}, Messages());
 }
 
-TEST_F(PackageHive, IconFileAndProgramIconAsBase64) {
+// A program file's icon takes the shortcuts' route (the icon encoding tests).
+TEST_F(PackageHive, AnIconFileIsTakenByteForByte) {
   WriteHive(std::string(kUninstall) + "\\Tool]\r\n"
             "\"DisplayName\"=\"Tool\"\r\n"
-            "\"DisplayIcon\"=\"\\\"C:\\\\Program Files\\\\Tool\\\\TOOL.ICO\\\"\"\r\n" +
-            kUninstall + "\\Editor]\r\n"
-            "\"DisplayName\"=\"Editor\"\r\n"
-            "\"DisplayIcon\"=\"c:/Apps/editor.exe,0\"\r\n" +
-            kUninstall + "\\Blank]\r\n"
-            "\"DisplayName\"=\"Blank\"\r\n"
-            "\"DisplayIcon\"=\"C:\\\\blank.ico\"\r\n"
+            "\"DisplayIcon\"=\"\\\"C:\\\\Program Files\\\\Tool\\\\TOOL.ICO\\\"\"\r\n"
             "[MACHINE\\SOFTWARE\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion\\Uninstall]\r\n");
-  // An .ico file is taken byte for byte, whatever it holds.
   WriteCaptured(L"Program Files\\Tool\\TOOL.ICO", "ICO!");
   std::wstring icon;
   ASSERT_TRUE(GetAppIconFromHive(root_, appDir_, L"tool", icon));
   EXPECT_EQ(L"SUNPIQ==", icon);
   EXPECT_FALSE(Mounted());
-
-  // A program file gives its icon group's largest image as a PNG.
-  const std::string image = testsupport::DibIcon(32, 32, 0xFF2080C0);
-  const std::string program = testsupport::BuildPe({
-      {14, L"", 1, 0x409, testsupport::GroupIcon({{32, 32, image, 1}})},
-      {3, L"", 1, 0x409, image},
-  });
-  WriteCaptured(L"Apps\\editor.exe", program);
-  ASSERT_TRUE(GetAppIconFromHive(root_, appDir_, L"Editor", icon));
-  std::string png;
-  ASSERT_TRUE(platform::crypto::Base64Decode(icon, png));
-  uint32_t width = 0, height = 0;
-  ASSERT_TRUE(testsupport::PngSize(png, width, height));
-  EXPECT_EQ(64u, width);
-  EXPECT_EQ(64u, height);
   EXPECT_EQ(std::vector<std::wstring>{}, Messages()) << "a hive with both views logs nothing";
-
 }
 
 }  // namespace

@@ -121,27 +121,4 @@ TEST_F(Recording, AnAgentThatCannotStartIsReportedThreeTimes) {
   EXPECT_TRUE(agent_->Calls().empty());
 }
 
-TEST_F(Recording, ImagePathLosesQuotesAndBlanksAtItsEndsOnly) {
-  const struct {
-    std::wstring stored, expected;
-  } cases[] = {
-      {L"  'C:\\Agent\\ThService.exe'\r\n", L"c:\\agent\\thservice.exe"},
-      // Arguments after a quoted path keep the closing quote.
-      {L"\"C:\\Agent\\ThService.exe\" -Service \"X\"", L"c:\\agent\\thservice.exe\" -service \"x"},
-      // Case mapping as the C runtime's: only A-Z.
-      {L"C:\\\u00C9T\u00C9\\A.exe", L"c:\\\u00C9t\u00C9\\a.exe"},
-  };
-  for (const auto& c : cases) {
-    SetImagePath(c.stored);
-    std::wstring imagePath = L"stale";
-    EXPECT_TRUE(get_agent_image_path(imagePath));
-    EXPECT_EQ(imagePath, c.expected) << platform::ToUtf8(c.stored);
-  }
-  key_.Close();
-  ASSERT_EQ(reg::DeleteKeyTree(kAgentServiceKey), 0u);
-  std::wstring imagePath = L"stale";
-  EXPECT_FALSE(get_agent_image_path(imagePath));
-  EXPECT_EQ(imagePath, L"");
-}
-
 }  // namespace

@@ -100,46 +100,45 @@ TEST_F(IconEncoding, WidestImageWinsAndTheLaterOfEqualWidths) {
   EXPECT_EQ(bitmap.pixels[32 * 64 + 32], kRed);  // the 16-pixel image, scaled up, labelled 32
 }
 
-TEST_F(IconEncoding, BrokenImageIsLoggedWithItsId) {
-  std::vector<Resource> resources = {{pe::kTypeIcon, {}, 9, 0, "broken image bytes, nothing like a bitmap header"},
-                                     {pe::kTypeGroupIcon, {}, 1, 0, testsupport::GroupIcon({{32, 24, "x", 9}})}};
-  const std::wstring module = Write(L"broken.dll", testsupport::BuildPe(resources));
-  std::string png;
-  EXPECT_FALSE(GetIconGroupPng(module, 0, png));
-  const std::wstring text = log_.Text();
-  EXPECT_EQ(text.rfind(L"PrintLog@655: ERROR: failed to create iconrsrc id (9) in module: " + module + L", Error: 0x",
-                       0),
-            0u)
-      << platform::ToUtf8(text);
-  const std::wstring last = L"PrintLog@655: ERROR: failed to create png icon for id (9) in module: " + module + L"\n\n";
-  EXPECT_EQ(text.substr(text.size() - last.size()), last);
-
-  // A group directory that does not read (a cursor directory, type 2).
-  std::string cursor = testsupport::GroupIcon({{32, 24, "x", 9}});
-  cursor[2] = 2;
-  const std::wstring cursors = Write(L"cursor.dll", testsupport::BuildPe({{pe::kTypeGroupIcon, {}, 4, 0, cursor}}));
-  EXPECT_FALSE(GetIconGroupPng(cursors, 0, png));
-  EXPECT_EQ(log_.Text().substr(text.size()),
-            L"PrintLog@655: ERROR: failed to find icongroup rsrc id (4) in module: " + cursors + L", Error: 0xd\n\n");
-}
-
-TEST_F(IconEncoding, ModulesWithoutIconsAndFilesThatAreNoModules) {
-  const std::wstring plain =
-      Write(L"plain.dll", testsupport::BuildPe({{pe::kTypeString, {}, 1, 0, testsupport::StringBlock({L"x"})}}));
-  std::string png;
-  EXPECT_FALSE(GetIconGroupPng(plain, 0, png));
-  EXPECT_EQ(log_.Text(), L"PrintLog@655: failed to enum groupicon resources in module: " + plain +
-                             L", Error: 0x715\n\n");
-
-  // Not a program image: read as an .ico file, its widest image.
+// An .ico file read through the module route gives its widest image.
+TEST_F(IconEncoding, AnIconFileIsNoModuleButStillGivesItsWidestImage) {
   const std::wstring ico = Write(L"file.ico", testsupport::IcoFile({{48, 24, testsupport::DibIcon(48, 24, kBlue)},
                                                                     {16, 8, testsupport::DibIcon(16, 8, kRed)}}));
+  std::string png;
   const bool ok = GetIconGroupPng(ico, 0, png);
   EXPECT_EQ(Colour(ok, png), kBlue);
-  const std::wstring text = Write(L"text.dll", "some text that is neither a module nor an icon");
-  const std::wstring before = log_.Text();
-  EXPECT_FALSE(GetIconGroupPng(text, 0, png));
-  EXPECT_EQ(log_.Text().substr(before.size()), L"PrintLog@655: ERROR: failed to read ico file data: " + text + L"\n\n");
+}
+
+// Each way a module's icon cannot be had is one log line, naming the
+// module and what was asked of it.
+TEST_F(IconEncoding, ModulesWithoutAReadableIconAreLogged) {
+  std::string cursor = testsupport::GroupIcon({{32, 24, "x", 9}});
+  cursor[2] = 2;  // a cursor directory
+  const struct {
+    const wchar_t* name;
+    std::string bytes;
+    std::wstring logged, after;  // the first line's start, before and after the module
+  } cases[] = {
+      {L"broken.dll",
+       testsupport::BuildPe({{pe::kTypeIcon, {}, 9, 0, "broken image bytes, nothing like a bitmap header"},
+                             {pe::kTypeGroupIcon, {}, 1, 0, testsupport::GroupIcon({{32, 24, "x", 9}})}}),
+       L"ERROR: failed to create iconrsrc id (9) in module: ", L", Error: 0x"},
+      {L"cursor.dll", testsupport::BuildPe({{pe::kTypeGroupIcon, {}, 4, 0, cursor}}),
+       L"ERROR: failed to find icongroup rsrc id (4) in module: ", L", Error: 0xd\n\n"},
+      {L"plain.dll", testsupport::BuildPe({{pe::kTypeString, {}, 1, 0, testsupport::StringBlock({L"x"})}}),
+       L"failed to enum groupicon resources in module: ", L", Error: 0x715\n\n"},
+      {L"text.dll", "some text that is neither a module nor an icon", L"ERROR: failed to read ico file data: ",
+       L"\n\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(platform::ToUtf8(c.name));
+    const size_t before = log_.Text().size();
+    const std::wstring module = Write(c.name, c.bytes);
+    std::string png;
+    EXPECT_FALSE(GetIconGroupPng(module, 0, png));
+    const std::wstring expected = L"PrintLog@655: " + c.logged + module + c.after;
+    EXPECT_EQ(log_.Text().substr(before, expected.size()), expected);
+  }
 }
 
 // Whole icon files travel as they are (the end-to-end shortcuts compare
