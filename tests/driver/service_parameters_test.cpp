@@ -7,6 +7,7 @@
 #include "foundation/log.h"
 #include "platform/registry.h"
 #include "platform/text.h"
+#include "driver/agent_log.h"
 #include "support/scratch.h"
 
 namespace reg = platform::registry;
@@ -34,15 +35,7 @@ class ServiceParameters : public testing::Test {
     reg::DeleteKeyTree(kServiceKey);
   }
   void Set(const wchar_t* name, const std::wstring& value) { ASSERT_EQ(reg::SetString(key_, name, value), 0u); }
-  // "function: text" for each line of the log; other lines as they are.
-  Lines Messages() {
-    Lines messages;
-    for (const auto& line : testsupport::LogLines(agent_ / L"Logs\\thcapture.log")) {
-      const std::wstring text = testsupport::WithoutSource(line);
-      messages.push_back(text == line ? line : line.substr(0, line.find(L'@')) + L": " + text);
-    }
-    return messages;
-  }
+  Lines Messages() { return testsupport::AgentLogMessages(agent_.path()); }
 
   testsupport::ScratchRegistry registry_{L"parameters"};
   testsupport::ScratchFolder agent_;

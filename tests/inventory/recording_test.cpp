@@ -10,6 +10,7 @@
 #include "platform/process.h"
 #include "platform/registry.h"
 #include "platform/text.h"
+#include "driver/agent_log.h"
 #include "support/scratch.h"
 #include "support/stand_in_agent.h"
 
@@ -47,14 +48,7 @@ class Recording : public testing::Test {
   }
   std::wstring Lowered() const { return platform::Lower(agentPath_); }
   std::wstring Session() const { return std::to_wstring(session_); }
-  Lines Messages() {
-    Lines messages;
-    for (const auto& line : testsupport::LogLines(logs_ / L"Logs\\thcapture.log")) {
-      const std::wstring text = testsupport::WithoutSource(line);
-      messages.push_back(text == line ? line : line.substr(0, line.find(L'@')) + L": " + text);
-    }
-    return messages;
-  }
+  Lines Messages() { return testsupport::AgentLogMessages(logs_.path()); }
 
   testsupport::ScratchRegistry registry_{L"recording"};
   testsupport::ScratchFolder folder_, logs_;
