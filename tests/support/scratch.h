@@ -25,6 +25,8 @@ class ScratchFolder {
 };
 
 void RemoveTree(const std::wstring& path);
+// Distinct for every call, and across test programs started at once.
+std::wstring UniqueTag();
 
 // Sets an environment variable for a scope and restores what was there.
 class ScopedEnv {
