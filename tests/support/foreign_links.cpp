@@ -73,12 +73,14 @@ std::string LinkInfo(const std::string& ansiBase, const std::wstring& wideBase, 
   const uint32_t total = wideSuffixAt + static_cast<uint32_t>(2 * (suffix.size() + 1));
   Bytes body;
   body.u32(total).u32(0x24).u32(1).u32(volumeAt).u32(baseAt).u32(0).u32(suffixAt).u32(wideAt).u32(wideSuffixAt);
-  body.u32(0x11).u32(3).u32(0).u32(0x10).u8(0).ansiz(ansiBase).ansiz(suffix).utf16z(wideBase).utf16z(platform::FromUtf8(suffix));
+  body.u32(0x11).u32(3).u32(0).u32(0x10).u8(0);
+  body.ansiz(ansiBase).ansiz(suffix).utf16z(wideBase).utf16z(platform::FromUtf8(suffix));
   return body.b;
 }
 
 std::string StringBlock(uint32_t signature, const std::string& ansi, const std::wstring& wide) {
-  return Bytes().u32(0x314).u32(signature).raw(ansi).zeros(260 - ansi.size()).utf16(wide).zeros(520 - 2 * wide.size()).b;
+  return Bytes().u32(0x314).u32(signature).raw(ansi).zeros(260 - ansi.size()).utf16(wide)
+      .zeros(520 - 2 * wide.size()).b;
 }
 
 std::vector<ForeignLink> ForeignLinks() {
