@@ -25,7 +25,8 @@ class ScratchFolder {
 };
 
 void RemoveTree(const std::wstring& path);
-// Distinct for every call, and across test programs started at once.
+// Distinct for every call in this program; the clock makes a clash with
+// another test program started at the same moment unlikely.
 std::wstring UniqueTag();
 
 // Sets an environment variable for a scope and restores what was there.
