@@ -32,9 +32,9 @@ const double kQuietNan = Bits(0x7FF8000000000000ULL);
 void* const kPointer = reinterpret_cast<void*>(uintptr_t{0x12ABCD});
 
 enum Agree {
-  kBoth,           // msvcrt and the UCRT print the same
+  kBoth,    // msvcrt and the UCRT print the same
   kUcrt,    // the UCRT only (msvcrt rounds ties away, spells infinity its own way, writes three exponent digits)
-  kMsvcrt,         // msvcrt only: the UCRT asserts on unknown conversions
+  kMsvcrt,  // msvcrt only: the UCRT asserts on unknown conversions
   kNone,
 };
 

@@ -44,6 +44,7 @@ TEST(LogFile, TextBeyondAsciiIsUtf16) {
   Log(0, L"caf\u00e9 " + platform::FromUtf8("\xf0\x9f\x98\x80"), L"f", 1);
   const std::string bytes = testsupport::ReadFile(path);
   EXPECT_EQ(bytes.substr(0, 2), "\xff\xfe");
+  // After the mark and a stamp of 30 UTF-16 characters.
   EXPECT_EQ(bytes.substr(2 + 60), std::string("f\0@\0" "1\0:\0 \0c\0a\0f\0\xe9\0 \0\x3d\xd8\x00\xde\n\0", 26));
 }
 
