@@ -37,10 +37,18 @@ TEST_F(JsonFile, WriterPutsTheMarkThenTheTextAndFailuresSayWhere) {
   ASSERT_TRUE(ReadJsonFile(Path(), text));
   EXPECT_EQ(text, document);
 
-  const std::wstring missing = dir_ / L"no-such-folder\\metadata.json";
-  EXPECT_FALSE(WriteJsonFile(missing, "{}"));
-  EXPECT_EQ(Messages(), std::vector<std::wstring>{L"ERROR: metadata write to json file: open failed for " + missing +
-                                                  L" (Error: 0x3)"});
+  // A missing folder, and a file another writer holds exclusively, which is left as it is.
+  const std::wstring missing = dir_ / L"no-such-folder\\metadata.json", held = Path(L"held.json");
+  {
+    platform::File holder;
+    ASSERT_EQ(holder.Open(held, platform::OpenMode::CreateExclusive), 0u);
+    ASSERT_EQ(holder.Write("held", 4), 0u);
+    for (const std::wstring& path : {missing, held}) EXPECT_FALSE(WriteJsonFile(path, "{}"));
+  }
+  EXPECT_EQ(testsupport::ReadFile(held), "held");
+  EXPECT_EQ(Messages(), (std::vector<std::wstring>{
+                            L"ERROR: metadata write to json file: open failed for " + missing + L" (Error: 0x3)",
+                            L"ERROR: metadata write to json file: open failed for " + held + L" (Error: 0x20)"}));
 }
 
 // The mark is dropped; without a whole one the file is the text; fewer than
@@ -89,6 +97,7 @@ TEST_F(JsonFile, UniqueIdComesFromTheDiskSectionOnly) {
       {"{\"DISK\": {\"UniqueID\": \"{0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9}\"}}", true},
       {"{\"disk\": {\"uniqueId\": ", false},
       {"{\"uniqueId\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}\"}", false},
+      {"{\"disk\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}\"}", false},
       {"{\"disk\": {\"uniqueId\": 12}}", false},
       {"{\"disk\": {\"uniqueId\": \"{0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9}x\"}}", false},
       {Bytes("{\"disk\": {\"uniqueId\": \"{0A1B2C3D-4E5F\0-6071-8293-A4B5C6D7E8F9}\"}}"), false},

@@ -61,8 +61,8 @@ TEST(SystemInfoText, PropertyValuesBecomeTexts) {
   for (const auto& [value, text] : cases) EXPECT_EQ(ManagementValueText(value), text);
 }
 
-// One member per row, from a change to the Windows 10 facts; the first row
-// shows the whole document order.
+// One member per row, from a change to the Windows 10 facts, after the
+// whole document order.
 TEST(SystemInfoMembers, ServicePacksArchitecturesLanguagesAndVersions) {
   using Change = std::function<void(OperatingSystemFacts&)>;
   const auto locale = [](platform::sysinfo::LocaleNames names) -> Change {
@@ -110,7 +110,7 @@ TEST(SystemInfoMembers, ServicePacksArchitecturesLanguagesAndVersions) {
             (std::vector<std::wstring>{L"osVersion", L"osMajorVersion", L"osMinorVersion"}));
 }
 
-// One member per row; the first row shows the whole document order.
+// One member per row, after the whole document order.
 TEST(SystemInfoMembers, MachineChassisAndJoinStates) {
   const auto machine = [](const wchar_t* width, const wchar_t* chassis, JoinStatus join) {
     MachineFacts facts;
