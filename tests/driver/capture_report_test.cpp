@@ -10,9 +10,7 @@
 
 namespace {
 
-constexpr wchar_t kUpperId[] = L"{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}";
 constexpr wchar_t kLowerId[] = L"{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}";
-constexpr wchar_t kNewId[] = L"{AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE}";
 
 // Texts keep every character a JSON reader can take back; the control
 // characters the metadata writer leaves raw become U+FFFD.
@@ -45,67 +43,11 @@ TEST(CaptureReportLine, TextsAndNumbersAsAReaderSeesThem) {
             R"({"event":"exit","code":-19,"ms":0,"big":5000000000})");
 }
 
-class CaptureReportFile : public testing::Test {
- protected:
-  std::wstring Path(const wchar_t* appId) const { return logs_ / CaptureReport::FileName(appId); }
-  static std::vector<std::string> Kinds(const std::vector<testsupport::ReportLine>& lines) {
-    std::vector<std::string> kinds;
-    for (const auto& line : lines) kinds.push_back(line.Text("event") + (line.Text("n").empty() ? "" : ":" + line.Text("n")));
-    return kinds;
-  }
-  testsupport::ScratchLog log_;
-  testsupport::ScratchFolder logs_;
-};
-
-// Lines wait until the package is known, then go out in order, each on
-// disk as soon as it is added; phase two appends to phase one's file even
-// when the AppId comes in another case.
-TEST_F(CaptureReportFile, LinesWaitForTheAppIdAndBothPhasesShareTheFile) {
-  CaptureReport phaseOne;
-  phaseOne.Add(ReportEvent("run").Text("n", "1"));
-  phaseOne.Add(ReportEvent("stage").Text("n", "identity"));
-  EXPECT_FALSE(platform::PathExists(Path(kUpperId)));
-  phaseOne.Open(logs_.path(), kUpperId);
-  EXPECT_EQ(phaseOne.Path(), Path(kLowerId));
-  EXPECT_EQ(Kinds(testsupport::ReadReport(Path(kUpperId))), (std::vector<std::string>{"run:1", "stage:identity"}));
-  phaseOne.Add(ReportEvent("exit").Text("n", "1"));
-  // Written through before the report is closed: an abrupt end keeps it.
-  EXPECT_EQ(testsupport::ReadReport(Path(kUpperId)).size(), 3u);
-
-  CaptureReport phaseTwo;
-  const CaptureReport copy = phaseTwo;  // a copy of the run writes the same report
-  phaseTwo.Open(logs_.path(), kLowerId);
-  copy.Add(ReportEvent("run").Text("n", "2"));
-  EXPECT_EQ(Kinds(testsupport::ReadReport(Path(kLowerId))),
-            (std::vector<std::string>{"run:1", "stage:identity", "exit:1", "run:2"}));
-  EXPECT_EQ(log_.Messages(), std::vector<std::wstring>{});
-}
-
-// An update moves the package: the old file ends with the move, the new one
-// starts with it, and what follows goes to the new one only.
-TEST_F(CaptureReportFile, NewAppIdMovesTheReport) {
-  CaptureReport report;
-  report.Open(logs_.path(), kLowerId);
-  report.Add(ReportEvent("run").Text("n", "2"));
-  report.MoveTo(kUpperId);  // the same package in another case: no move
-  report.MoveTo(kNewId);
-  report.Add(ReportEvent("exit").Text("n", "0"));
-
-  const auto old = testsupport::ReadReport(Path(kLowerId));
-  const auto moved = testsupport::ReadReport(Path(kNewId));
-  EXPECT_EQ(Kinds(old), (std::vector<std::string>{"run:2", "app-id"}));
-  EXPECT_EQ(Kinds(moved), (std::vector<std::string>{"app-id", "exit:0"}));
-  ASSERT_EQ(old.size(), 2u);
-  ASSERT_EQ(moved.size(), 2u);
-  for (const auto& line : {old[1], moved[0]}) {
-    EXPECT_EQ(line.Text("from"), platform::ToUtf8(kLowerId));
-    EXPECT_EQ(line.Text("to"), platform::ToUtf8(kNewId));
-  }
-}
-
 // Without a log folder nothing is written; a folder that cannot take the
 // file is said once in the log, and the run goes on.
-TEST_F(CaptureReportFile, AReportThatCannotBeWrittenIsDroppedWithOneLine) {
+TEST(CaptureReportFile, AReportThatCannotBeWrittenIsDroppedWithOneLine) {
+  testsupport::ScratchLog log;
+  testsupport::ScratchFolder logs;
   CaptureReport none;
   none.Add(ReportEvent("run"));
   none.Open(L"", kLowerId);
@@ -113,12 +55,12 @@ TEST_F(CaptureReportFile, AReportThatCannotBeWrittenIsDroppedWithOneLine) {
   EXPECT_EQ(none.Path(), L"");
 
   CaptureReport missing;
-  const std::wstring folder = logs_ / L"missing";
+  const std::wstring folder = logs / L"missing";
   missing.Add(ReportEvent("run"));
   missing.Open(folder, kLowerId);
   missing.Add(ReportEvent("exit"));
   EXPECT_FALSE(platform::PathExists(folder));
-  const auto messages = log_.Messages();
+  const auto messages = log.Messages();
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_EQ(messages[0].rfind(L"the capture report \"" + folder + L"\\" + CaptureReport::FileName(kLowerId) +
                                   L"\" cannot be opened, error ",

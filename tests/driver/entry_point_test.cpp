@@ -36,13 +36,11 @@ class EntryPoint : public testing::Test {
   void SetUp() override {
     testsupport::SetInstallDir(agent_.path());
     OpenLog();
-    services_.capture = [this](CaptureRun& run) {
-      captured_ = run;
+    services_.capture = [this](CaptureRun&) {
       ++captures_;
       return 42;
     };
-    services_.postProcess = [this](const std::wstring& disk, const std::wstring& metadata) {
-      postArguments_ = {disk, metadata};
+    services_.postProcess = [](const std::wstring&, const std::wstring&) {
       return -5;
     };
   }
@@ -66,9 +64,7 @@ class EntryPoint : public testing::Test {
 
   testsupport::ScratchFolder agent_;
   EntryServices services_;
-  CaptureRun captured_;
   int captures_ = 0;
-  std::vector<std::wstring> postArguments_;
 };
 
 TEST_F(EntryPoint, AnotherInstanceStopsTheCaptureButNotTheServiceCommands) {
@@ -83,18 +79,6 @@ TEST_F(EntryPoint, AnotherInstanceStopsTheCaptureButNotTheServiceCommands) {
             (std::vector<std::wstring>{L"no policy optimization!",
                                        L"Multiple instances running, not a clean state to do provisioning!",
                                        L"prepare disk pre provisioning", L"perform post provisioning operations"}));
-}
-
-TEST_F(EntryPoint, PostProvisioningHandsOverBothPaths) {
-  EXPECT_EQ(Main({L"-postProv", L"D:\\disk.vhd", L"E:\\meta.json"}), -5);
-  EXPECT_EQ(postArguments_, (std::vector<std::wstring>{L"D:\\disk.vhd", L"E:\\meta.json"}));
-  postArguments_.clear();
-  EXPECT_EQ(Main({L"-postProv", L"D:\\disk.vhd"}), -5);
-  EXPECT_EQ(postArguments_, (std::vector<std::wstring>{L"D:\\disk.vhd", L""}));
-  postArguments_.clear();
-  EXPECT_EQ(Main({L"-postProv", L"", L"E:\\meta.json"}), -7);
-  EXPECT_TRUE(postArguments_.empty());
-  EXPECT_EQ(captures_, 0);
 }
 
 TEST_F(EntryPoint, AnEscapingExceptionEndsWithMinus13) {

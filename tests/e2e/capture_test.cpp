@@ -1,129 +1,80 @@
 // Phase one of a capture run by the real program beside a stand-in agent,
 // on each backend: what it logs, asks the agent and leaves in the volume.
 #include <algorithm>
+#include <optional>
 #include <thread>
 
-#include "driver/notes.h"
-#include "driver/resume_state.h"
 #include "e2e/capture_fixture.h"
 #include "foundation/file_helpers.h"
 #include "inventory/meta_yml.h"
 
 namespace {
 
+// A silent capture without answers, with the packager's answers from the
+// answers file, and with a malformed one, which is refused: the capture goes
+// on as without it.
 TEST_F(PhaseOne, SilentCaptureWritesTheVolumeFilesAndAsksForARestart) {
-  Silent(true);
-  EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
-  EXPECT_EQ(Messages(L"wmain", true),
-            (Lines{Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")"), kNotFinalized}));
-  EXPECT_EQ(AgentArguments(), (std::vector<std::vector<std::wstring>>{Recording(L"recordon"), Recording(L"recordoff")}));
-  // The whole line the agent was started with, where the stand-in sees one.
-  const auto calls = standIn_.Calls();
-  ASSERT_EQ(calls.size(), 2u);
-  if (!calls[0].commandLine.empty()) {
-    EXPECT_EQ(calls[0].commandLine, L"\"" + platform::Lower(standIn_.path()) + L"\" recordon " +
-                                        std::to_wstring(session_) + L";" + kVolumeId + L";" + kAppId + L";0");
-  }
-
-  Lines contents = VolumeContents();
-  std::sort(contents.begin(), contents.end());
-  // The inventory names the package folder in lower case.
-  EXPECT_EQ(contents, (Lines{L"METADATA", L"kestrel.state", L"notes.txt", L"tarnhold.pro", platform::Lower(kAppId)}));
-  EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\tarnhold.pro"), kProfile);
-  EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\notes.txt"), "\xFF\xFE");
-  const std::string state = testsupport::ReadFile(volume_ + L"\\kestrel.state");
-  const std::wstring text = platform::FromUtf16Le(state.substr(0, state.size() - 2));
-  EXPECT_EQ(state.substr(state.size() - 2), std::string(2, '\0'));
-  // The volume path is the program's own; the packager's fields stay empty.
-  const std::wstring head = L"/state:1]::[]::[]::[]::[]::[]::[";
-  const std::wstring tail = L"]::[vmdk]::[notcreatemsi]::[]::[]::[]::[auto]::[]::[]::[]::[";
-  ASSERT_GT(text.size(), head.size() + tail.size());
-  EXPECT_EQ(text.substr(0, head.size()), head);
-  EXPECT_EQ(text.substr(text.size() - tail.size()), tail);
-  EXPECT_EQ(Slashed(text.substr(head.size(), text.size() - head.size() - tail.size())), Slashed(volume_));
-
-  std::wstring listed;
-  EXPECT_TRUE(GetVolumeIdFromVolumePath(volume_, listed));
-  EXPECT_EQ(listed, kVolumeId);
-  const std::string apps = testsupport::ReadFile(volume_ + L"\\" + kAppId + L"\\METADATA\\_meta.yml");
-  EXPECT_NE(apps.find(Utf16(L"DisplayName: Editor\r\n")), std::string::npos);
-  EXPECT_EQ(RegisteredAppId(), kAppId);
-}
-
-// A silent capture takes the packager's answers from the answers file; a
-// malformed one is refused and the capture goes on as without it.
-TEST_F(PhaseOne, SilentCaptureTakesTheAnswersFile) {
-  Silent(true);
   const std::wstring answers = Marker(L"tarnhold.answers");
   const std::wstring enabled = Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")");
+  const std::wstring empty = L"/state:1]::[]::[]::[]::[]::[]::[<volume>]::[vmdk]::[notcreatemsi]::[]::[]::[]::[auto]"
+                             L"::[]::[]::[]::[";
   const struct {
-    std::string bytes;
-    Lines wmain;
-    Lines refusal;
-    const wchar_t* fields;  // the state's first three fields
+    std::string bytes;  // of the answers file, none when empty
+    Lines wmain, refusal;
+    std::wstring state;  // but for the volume path, the program's own
     std::string notes;
   } cases[] = {
+      {"", {enabled, kNotFinalized}, {}, empty, "\xFF\xFE"},
       {"\xFF\xFE" + Utf16(L"Name=Editor\r\nVersion=2.1\r\nDescription=Text editor\r\nPackager=jsmith\r\n"
                            L"Notes=first\\nsecond\r\n"),
        {enabled, Slashed(L"[Silent mode] Package description taken from \"" + answers + L"\"")},
        {},
-       L"Editor]::[Text editor]::[jsmith]::[",
+       L"/state:1]::[Editor]::[Text editor]::[jsmith]::[]::[]::[<volume>]::[vmdk]::[notcreatemsi]::[]::[]::[]::[auto]"
+       L"::[2.1]::[]::[]::[",
        "\xFF\xFE" + Utf16(L"first\r\nsecond")},
       {"Name=Editor\nVersion=two\n",
        {enabled, kNotFinalized},
        {Slashed(L"answers file \"" + answers + L"\" refused, line 2: \"two\" is no version. The version must be two "
                 L"to four numbers separated by dots, such as 1.0 or 1.2.3.4.")},
-       L"]::[]::[]::[",
+       empty,
        "\xFF\xFE"},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.bytes);
     testsupport::RemoveTree(LogPath());
-    testsupport::WriteFile(answers, c.bytes);
+    for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
+    Silent(true);
+    if (!c.bytes.empty()) testsupport::WriteFile(answers, c.bytes);
+    const size_t before = standIn_.Calls().size();
     EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
-    EXPECT_EQ(Messages(L"wmain", true), c.wmain);
-    EXPECT_EQ(Messages(L"ReadAnswersFile", true), c.refusal);
-    const std::wstring state = platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"));
-    EXPECT_EQ(state.rfind(std::wstring(L"/state:1]::[") + c.fields, 0), 0u) << platform::ToUtf8(state);
+    EXPECT_EQ(Messages(), c.wmain);
+    EXPECT_EQ(Messages(L"ReadAnswersFile"), c.refusal);
+    const std::wstring state = c.state.substr(0, c.state.find(L"<volume>")) + volume_ +
+                               c.state.substr(c.state.find(L"<volume>") + 8) + std::wstring(1, L'\0');
+    EXPECT_EQ(Slashed(platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"))), Slashed(state));
     EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\notes.txt"), c.notes);
-  }
-}
 
-TEST_F(PhaseOne, SilentWaitEndsWhenTheIndicationFileAppears) {
-  Silent(false);
-  std::thread automation([this] {
-    platform::SleepMs(1000);
-    testsupport::WriteFile(Marker(L"tarnhold.p1"), "");
-  });
-  const RunResult r = Kestrel({L"<phaseone>"});
-  automation.join();
-  EXPECT_EQ(r.exitCode, platform::ExitCodeAsSeen(-19));
-  const std::wstring p1 = Slashed(L"\"" + Marker(L"tarnhold.p1") + L"\"");
-  EXPECT_EQ(Messages(L"wmain", true),
-            (Lines{Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")"),
-                   L"[Silent mode] Waiting for provisioning to complete (indication file " + p1 + L")",
-                   L"[Silent mode] Indication file created: " + p1, kNotFinalized}));
-}
-
-// A silent wait with a limit that runs out ends like a cancelled
-// installation, and the console tells how long it waited for what.
-TEST_F(PhaseOne, SilentWaitLimitEndsTheCapture) {
-  Silent(false);
-  const std::wstring p1 = Slashed(L"\"" + Marker(L"tarnhold.p1") + L"\"");
-  const std::wstring enabled = Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")");
-  {
-    testsupport::ScopedEnv limit(L"KESTREL_SILENT_TIMEOUT", L"1");
-    const RunResult r = Kestrel({L"<phaseone>"});
-    EXPECT_EQ(r.exitCode, platform::ExitCodeAsSeen(-10));
-    EXPECT_NE(r.output.find("[Silent mode] waiting for \"" + platform::ToUtf8(Marker(L"tarnhold.p1")) + "\": 1 s"),
-              std::string::npos)
-        << r.output;
+    const auto calls = standIn_.Calls();
+    ASSERT_EQ(calls.size() - before, 2u);
+    EXPECT_EQ(calls[before].arguments, Recording(L"recordon"));
+    EXPECT_EQ(calls[before + 1].arguments, Recording(L"recordoff"));
+    // The whole line the agent was started with, where the stand-in sees one.
+    if (!calls[before].commandLine.empty()) {
+      EXPECT_EQ(calls[before].commandLine, L"\"" + platform::Lower(standIn_.path()) + L"\" recordon " +
+                                               std::to_wstring(session_) + L";" + kVolumeId + L";" + kAppId + L";0");
+    }
+    Lines contents = VolumeContents();
+    std::sort(contents.begin(), contents.end());
+    // The inventory names the package folder in lower case.
+    EXPECT_EQ(contents, (Lines{L"METADATA", L"kestrel.state", L"notes.txt", L"tarnhold.pro", platform::Lower(kAppId)}));
+    EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\tarnhold.pro"), kProfile);
+    std::wstring listed;
+    EXPECT_TRUE(GetVolumeIdFromVolumePath(volume_, listed));
+    EXPECT_EQ(listed, kVolumeId);
+    const std::string apps = testsupport::ReadFile(volume_ + L"\\" + kAppId + L"\\METADATA\\_meta.yml");
+    EXPECT_NE(apps.find(Utf16(L"DisplayName: Editor\r\n")), std::string::npos);
+    EXPECT_EQ(RegisteredAppId(), kAppId);
   }
-  EXPECT_EQ(Messages(L"wmain", true),
-            (Lines{enabled, L"[Silent mode] Waiting for provisioning to complete (indication file " + p1 + L")",
-                   L"[Silent mode] Indication file not created within KESTREL_SILENT_TIMEOUT=1 s: capture stopped"}));
-  EXPECT_EQ(AgentArguments(), (std::vector<std::vector<std::wstring>>{Recording(L"recordon"), Recording(L"recordoff")}));
-  EXPECT_EQ(RegisteredAppId(), L"");
-  EXPECT_TRUE(VolumeContents().empty());
 }
 
 // An update records into the volume's package under the volume's identity;
@@ -164,59 +115,11 @@ TEST_F(PhaseOne, UpdateTakesTheIdentityFromTheVolume) {
   }
 }
 
-// Phase two stops at the first thing phase one should have left and did not.
-TEST_F(PhaseOne, PhaseTwoWithoutWhatPhaseOneLeavesStops) {
-  Silent(true);
-  const std::wstring package = volume_ + L"\\" + platform::Lower(kAppId);
-  const struct {
-    bool state, notes, package;
-    int code;
-    const wchar_t* line;
-  } cases[] = {
-      {false, true, true, -26, L"failed to read state from file"},
-      {true, false, true, -23, L"failed to read back packager notes"},
-      {true, true, false, -10, L"failed to obtain AppId."},
-  };
-  for (const auto& c : cases) {
-    testsupport::RemoveTree(LogPath());
-    for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
-    ResumeState state;
-    if (c.state) {
-      ASSERT_TRUE(SaveState(volume_ + L"\\kestrel.state", state));
-    }
-    if (c.notes) {
-      ASSERT_TRUE(SaveNotes(volume_ + L"\\notes.txt", L"notes"));
-    }
-    if (c.package) {
-      ASSERT_EQ(platform::MakeFolder(package), 0u);
-    }
-    auto before = testsupport::TreeSnapshot(volume_);
-    EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(c.code));
-    const Lines lines = Messages(L"wmain", true);
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines.back(), c.line);
-    // The state is gone once read; nothing else changes.
-    if (c.state) {
-      EXPECT_EQ(before.erase(L"\\kestrel.state"), 1u);
-    }
-    EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{}) << platform::ToUtf8(c.line);
-  }
-}
-
-// With no one to answer the installation prompt and no silent mode, the
-// capture stops as a cancelled one: recording stopped, AppID cleared.
-TEST_F(PhaseOne, NoOneToAnswerTheInstallationPromptCancels) {
-  EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-10));
-  EXPECT_EQ(Messages(L"wmain", true),
-            Lines{L"the installation prompt could not be shown and silent mode is off: capture stopped"});
-  EXPECT_EQ(AgentArguments(), (std::vector<std::vector<std::wstring>>{Recording(L"recordon"), Recording(L"recordoff")}));
-  EXPECT_EQ(RegisteredAppId(), L"");
-  EXPECT_TRUE(VolumeContents().empty());
-}
-
-TEST_F(PhaseOne, EachFailureStopsWithItsCodeAndLine) {
-  // The inventory's lists and the package's policy folder, then each file
-  // written before the failing one.
+// Each way phase one ends short of a capture: its code and wmain's lines,
+// the agent's calls and the volume's paths written by the steps before the
+// failure. With no one to answer the installation prompt, or a silent wait
+// whose limit runs out, it stops as a cancelled one: AppID cleared.
+TEST_F(PhaseOne, EachFailureStopsWithItsCodeAndLines) {
   const std::wstring package = L"\\" + platform::Lower(kAppId), blocked = L"\\" + std::wstring(kAppId);
   const Lines lists{L"\\METADATA",           L"\\METADATA\\_meta.yml",   package,
                     package + L"\\METADATA", package + L"\\METADATA\\_meta.yml", package + L"\\config",
@@ -226,28 +129,48 @@ TEST_F(PhaseOne, EachFailureStopsWithItsCodeAndLine) {
     std::sort(paths.begin(), paths.end());  // as ChangedPaths lists new paths
     return paths;
   };
+  const std::wstring enabled = Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")");
+  const std::wstring p1 = Slashed(L"\"" + Marker(L"tarnhold.p1") + L"\"");
+  const std::wstring waiting = L"[Silent mode] Waiting for provisioning to complete (indication file " + p1 + L")";
+  enum Wait { kNotSilent, kInstalled, kLimit, kIndicationLater };
   const struct {
+    Wait wait;
     const wchar_t* blocked;  // a folder where the step writes a file
     int agentExit;
     const wchar_t* appId;
     int code;
-    const wchar_t* line;
+    Lines lines;
     size_t agentCalls;
     Lines written;  // by the steps before the failure
   } cases[] = {
-      {nullptr, 0, kNullGuid, -13, L"Null Volume ID or App ID. Unable to do provisioning!", 0, {}},
-      {nullptr, 1, kAppId, -13, L"Unable to start provisioning!", 1, {}},
-      {L"\\{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}\\METADATA\\_meta.yml", 0, kAppId, -11,
-       L"failed to generate meta data (YML) file", 1, {blocked + L"\\config", blocked + L"\\config\\app"}},
-      {L"\\notes.txt", 0, kAppId, -24, L"failed to save packager notes to file", 1, plus(lists, {})},
-      {L"\\tarnhold.pro", 0, kAppId, -17, L"failed to write profile", 1, plus(lists, {L"\\notes.txt"})},
-      {L"\\kestrel.state", 0, kAppId, -25, L"failed to save state to file", 2,
+      {kNotSilent, nullptr, 0, kAppId, -10,
+       {L"the installation prompt could not be shown and silent mode is off: capture stopped"}, 2, {}},
+      {kLimit, nullptr, 0, kAppId, -10,
+       {enabled, waiting,
+        L"[Silent mode] Indication file not created within KESTREL_SILENT_TIMEOUT=1 s: capture stopped"}, 2, {}},
+      {kInstalled, nullptr, 0, kNullGuid, -13, {enabled, L"Null Volume ID or App ID. Unable to do provisioning!"},
+       0, {}},
+      {kInstalled, nullptr, 1, kAppId, -13, {enabled, L"Unable to start provisioning!"}, 1, {}},
+      {kInstalled, L"\\{3B0F0E9C-1D2E-4F50-8A61-7C8D9EAFB0C1}\\METADATA\\_meta.yml", 0, kAppId, -11,
+       {enabled, L"failed to generate meta data (YML) file"}, 1, {blocked + L"\\config", blocked + L"\\config\\app"}},
+      {kInstalled, L"\\notes.txt", 0, kAppId, -24, {enabled, kNotFinalized, L"failed to save packager notes to file"},
+       1, plus(lists, {})},
+      {kInstalled, L"\\tarnhold.pro", 0, kAppId, -17, {enabled, kNotFinalized, L"failed to write profile"}, 1,
+       plus(lists, {L"\\notes.txt"})},
+      {kInstalled, L"\\kestrel.state", 0, kAppId, -25, {enabled, kNotFinalized, L"failed to save state to file"}, 2,
        plus(lists, {L"\\notes.txt", L"\\tarnhold.pro"})},
+      // Not a failure: the wait ends when the indication file appears.
+      {kIndicationLater, nullptr, 0, kAppId, -19,
+       {enabled, waiting, L"[Silent mode] Indication file created: " + p1, kNotFinalized}, 2,
+       plus(lists, {L"\\kestrel.state", L"\\notes.txt", L"\\tarnhold.pro"})},
   };
-  Silent(true);
   for (const auto& c : cases) {
+    SCOPED_TRACE(platform::ToUtf8(c.lines.back()));
     testsupport::RemoveTree(LogPath());
+    testsupport::RemoveTree(Marker(L"tarnhold.slt"));
+    testsupport::RemoveTree(Marker(L"tarnhold.p1"));
     for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
+    if (c.wait != kNotSilent) Silent(c.wait == kInstalled);
     if (c.blocked) {
       ASSERT_TRUE(create_directory(volume_ + c.blocked + L"\\x"));
     }
@@ -255,13 +178,31 @@ TEST_F(PhaseOne, EachFailureStopsWithItsCodeAndLine) {
     standIn_.SetExitCode(c.agentExit);
     const size_t before = standIn_.Calls().size();
     const auto volume = testsupport::TreeSnapshot(volume_);
-    EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(c.code)) << platform::ToUtf8(c.line);
-    const Lines lines = Messages(L"wmain", true);
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines.back(), c.line);
-    EXPECT_EQ(standIn_.Calls().size() - before, c.agentCalls) << platform::ToUtf8(c.line);
-    EXPECT_EQ(testsupport::ChangedPaths(volume, testsupport::TreeSnapshot(volume_)), c.written)
-        << platform::ToUtf8(c.line);
+    std::optional<testsupport::ScopedEnv> limit;
+    if (c.wait == kLimit) limit.emplace(L"KESTREL_SILENT_TIMEOUT", L"1");
+    std::thread automation([&] {
+      if (c.wait != kIndicationLater) return;
+      platform::SleepMs(1000);
+      testsupport::WriteFile(Marker(L"tarnhold.p1"), "");
+    });
+    const RunResult r = Kestrel({L"<phaseone>"});
+    automation.join();
+    EXPECT_EQ(r.exitCode, platform::ExitCodeAsSeen(c.code));
+    EXPECT_EQ(Messages(), c.lines);
+    const auto calls = AgentArguments();
+    auto recorded = std::vector<std::vector<std::wstring>>{Recording(L"recordon"), Recording(L"recordoff")};
+    recorded.resize(c.agentCalls);
+    EXPECT_EQ(std::vector<std::vector<std::wstring>>(calls.begin() + before, calls.end()), recorded);
+    EXPECT_EQ(testsupport::ChangedPaths(volume, testsupport::TreeSnapshot(volume_)), c.written);
+    if (c.code == -10) {
+      EXPECT_EQ(RegisteredAppId(), L"");
+    }
+    if (c.wait == kLimit) {
+      // The console tells how long it waited for what.
+      EXPECT_NE(r.output.find("[Silent mode] waiting for \"" + platform::ToUtf8(Marker(L"tarnhold.p1")) + "\": 1 s"),
+                std::string::npos)
+          << r.output;
+    }
   }
 }
 

@@ -7,13 +7,16 @@
 #include <gtest/gtest.h>
 
 #include "driver/service_parameters.h"
-#include "e2e/icon_oracle.h"
 #include "foundation/file_helpers.h"
 #include "inventory/installed_apps.h"
 #include "platform/files.h"
+#ifdef _WIN32
+#include "platform/imaging.h"
+#endif
 #include "platform/registry.h"
 #include "platform/text.h"
 #include "support/package_registry.h"
+#include "support/programs.h"
 #include "support/scratch.h"
 
 namespace reg = platform::registry;
@@ -22,6 +25,23 @@ namespace {
 
 constexpr wchar_t kAppId[] = L"{3b0f0e9c-1d2e-4f50-8a61-7c8d9eafb0c1}";
 constexpr wchar_t kVolumeId[] = L"{6d1f3c2a-0000-4c55-9a10-2b7d5e6f0a11}";  // as package_meta.yml has it
+
+// Empty when an independent reader (the system's icon loader on Windows,
+// icoutils' icotool on Linux) opens the file as one 32 by 32 icon, else
+// what it said.
+std::string IconFileVerdict(const std::wstring& path) {
+#ifdef _WIN32
+  uint32_t error = 0;
+  if (!platform::imaging::LoadIconFile(path, error)) return "not loaded, error " + std::to_string(error);
+  // The loader takes any icon file; the directory says how many images.
+  const std::string bytes = testsupport::ReadFile(path);
+  return bytes.size() >= 7 && bytes[4] == 1 && bytes[5] == 0 && bytes[6] == 32 ? "" : "not one 32 by 32 image";
+#else
+  const auto result = testsupport::Run(L"icotool", {L"-l", platform::PathForCommandLine(path)});
+  const std::string expected = "--icon --index=1 --width=32 --height=32 --bit-depth=32 --palette-size=0\n";
+  return result.startError == 0 && result.exitCode == 0 && result.output == expected ? "" : result.output;
+#endif
+}
 
 std::wstring WineBinaries() {
   for (const wchar_t* folder : {L"Z:\\usr\\lib\\x86_64-linux-gnu\\wine\\x86_64-windows",

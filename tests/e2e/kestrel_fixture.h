@@ -55,23 +55,15 @@ class KestrelCommandLine : public testing::Test {
   }
   std::wstring LogPath() const { return agent_ + L"\\Logs\\thcapture.log"; }
 
-  // Log lines without stamps and without "function@line: ". Every line
-  // must come from function, unless the entries of others (which may hold
-  // several lines) are to be left out.
-  Lines Messages(const wchar_t* function = L"wmain", bool othersLeftOut = false) {
+  // The log entries of function without stamps and without "function@line: "
+  // (an entry may hold several lines).
+  Lines Messages(const wchar_t* function = L"wmain") {
     Lines messages;
     const std::wstring source = std::wstring(function) + L"@";
-    if (othersLeftOut) {
-      for (auto entry : testsupport::LogEntries(LogPath())) {
-        if (entry.rfind(source, 0) != 0) continue;
-        if (!entry.empty() && entry.back() == L'\n') entry.pop_back();
-        messages.push_back(Slashed(testsupport::WithoutSource(entry)));
-      }
-      return messages;
-    }
-    for (const auto& line : testsupport::LogLines(LogPath())) {
-      EXPECT_EQ(line.rfind(source, 0), 0u) << platform::ToUtf8(line);
-      messages.push_back(Slashed(testsupport::WithoutSource(line)));
+    for (auto entry : testsupport::LogEntries(LogPath())) {
+      if (entry.rfind(source, 0) != 0) continue;
+      if (!entry.empty() && entry.back() == L'\n') entry.pop_back();
+      messages.push_back(Slashed(testsupport::WithoutSource(entry)));
     }
     return messages;
   }

@@ -10,6 +10,7 @@
 #include "platform/process.h"
 #include "platform/registry.h"
 #include "platform/text.h"
+#include "driver/agent_log.h"
 #include "support/scratch.h"
 #include "support/stand_in_agent.h"
 
@@ -47,14 +48,7 @@ class Recording : public testing::Test {
   }
   std::wstring Lowered() const { return platform::Lower(agentPath_); }
   std::wstring Session() const { return std::to_wstring(session_); }
-  Lines Messages() {
-    Lines messages;
-    for (const auto& line : testsupport::LogLines(logs_ / L"Logs\\thcapture.log")) {
-      const std::wstring text = testsupport::WithoutSource(line);
-      messages.push_back(text == line ? line : line.substr(0, line.find(L'@')) + L": " + text);
-    }
-    return messages;
-  }
+  Lines Messages() { return testsupport::AgentLogMessages(logs_.path()); }
 
   testsupport::ScratchRegistry registry_{L"recording"};
   testsupport::ScratchFolder folder_, logs_;
@@ -118,59 +112,7 @@ TEST_F(Recording, AnAgentThatCannotStartIsReportedThreeTimes) {
   EXPECT_EQ(lines[1].rfind(L"Assert failure: startstop_recording@", 0), 0u) << platform::ToUtf8(lines[1]);
   EXPECT_EQ(lines[2], L"startstop_recording: script runs failed: \"" + line + L"\"");
 
-  // A folder is no program: access denied.
-  SetImagePath(folder_ / L"Agent Bin");
-  EXPECT_FALSE(startstop_recording(false, kApp, kVolume, false));
-  EXPECT_EQ(Messages()[3].rfind(L"run_cmd_script: run script error 5 for \"", 0), 0u);
   EXPECT_TRUE(agent_->Calls().empty());
-}
-
-TEST_F(Recording, NoImagePathRunsNothing) {
-  ASSERT_EQ(reg::DeleteValue(key_, L"ImagePath"), 0u);
-  EXPECT_FALSE(startstop_recording(true, kApp, kVolume, true));
-  SetImagePath(L" \"'\r\n");
-  EXPECT_FALSE(startstop_recording(false, kApp, kVolume, true));
-  EXPECT_TRUE(agent_->Calls().empty());
-  const std::wstring line = L"startstop_recording: no agent executable: the ImagePath of " +
-                            std::wstring(kAgentServiceKey) + L" is missing or empty";
-  EXPECT_EQ(Messages(), (Lines{line, line}));
-}
-
-TEST_F(Recording, ImagePathLosesQuotesAndBlanksAtItsEndsOnly) {
-  const struct {
-    std::wstring stored, expected;
-  } cases[] = {
-      {L"C:\\Program Files\\Tellurex\\Merovane\\Agent\\THSERVICE.EXE",
-       L"c:\\program files\\tellurex\\merovane\\agent\\thservice.exe"},
-      {L"  'C:\\Agent\\ThService.exe'\r\n", L"c:\\agent\\thservice.exe"},
-      // Arguments after a quoted path keep the closing quote.
-      {L"\"C:\\Agent\\ThService.exe\" -Service \"X\"", L"c:\\agent\\thservice.exe\" -service \"x"},
-      // Case mapping as the C runtime's: only A-Z.
-      {L"C:\\\u00C9T\u00C9\\A.exe", L"c:\\\u00C9t\u00C9\\a.exe"},
-  };
-  for (const auto& c : cases) {
-    SetImagePath(c.stored);
-    std::wstring imagePath = L"stale";
-    EXPECT_TRUE(get_agent_image_path(imagePath));
-    EXPECT_EQ(imagePath, c.expected) << platform::ToUtf8(c.stored);
-  }
-  key_.Close();
-  ASSERT_EQ(reg::DeleteKeyTree(kAgentServiceKey), 0u);
-  std::wstring imagePath = L"stale";
-  EXPECT_FALSE(get_agent_image_path(imagePath));
-  EXPECT_EQ(imagePath, L"");
-}
-
-TEST_F(Recording, RunCmdScriptWaitsForTheEnd) {
-  agent_->SetExitCode(7, 300);
-  uint32_t exitCode = 0;
-  ASSERT_TRUE(run_cmd_script(L"\"" + agentPath_ + L"\" a", exitCode));
-  EXPECT_EQ(exitCode, 7u);
-  EXPECT_EQ(agent_->Calls().size(), 1u) << "the agent records just before it ends";
-  exitCode = 42;
-  EXPECT_FALSE(run_cmd_script(L"", exitCode));
-  EXPECT_EQ(exitCode, 42u);
-  EXPECT_EQ(Messages(), Lines{});
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 // section; and damaged inputs, which are logged and never end the document.
 #include <gtest/gtest.h>
 
-
 #include "document_volume.h"
 #include "metadata/default_icon.h"
 #include "metadata/disk_identity.h"
@@ -102,7 +101,6 @@ TEST_F(MetadataDocument, PluginStatusesFromTheStateFile) {
       {"lodestar.exe postcapture pass\n", {L"", L""}},
       {"cobblewood postcapture pass\ncobblewood postcapture fail\n", {L"", L"passed"}},
       {"\t cobblewood\tpostcapture   pass   extra\r\n", {L"", L"passed"}},
-      {"", {L"", L""}},
   };
   const std::wstring path = scratch_ / L"plugins.state";
   std::vector<std::wstring> statuses;

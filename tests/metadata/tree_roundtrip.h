@@ -161,15 +161,10 @@ class TreeBuilder {
     if (how == 0) return Object(depth, model);
     if (how == 1) return Array(depth, model);
     model.type = Model::Type::Number;
-    if (how == 2) {
+    if (how < 4) {
       const auto value = static_cast<int32_t>(static_cast<uint32_t>(in_.Wide(4)));
       model.number = value;
       return std::make_unique<MetadataInt>(value);
-    }
-    if (how == 3) {
-      const auto value = static_cast<uint32_t>(in_.Wide(4));
-      model.number = value;
-      return std::make_unique<MetadataUint>(value);
     }
     const uint64_t value = in_.Wide(8);
     model.number = static_cast<double>(value);
@@ -183,17 +178,12 @@ class TreeBuilder {
 // Empty when the parsed node matches the model, else what differs and where.
 inline std::string Compare(const cJSON* node, const Model& model, const std::string& where) {
   switch (model.type) {
-    case Model::Type::String: {
-      if (!cJSON_IsString(node)) return where + ": not a string";
-      if (std::string(node->valuestring) != model.text) return where + ": string differs";
-      return {};
-    }
+    case Model::Type::String:
+      return cJSON_IsString(node) && node->valuestring == model.text ? std::string() : where + ": string differs";
     case Model::Type::Number:
-      if (!cJSON_IsNumber(node)) return where + ": not a number";
-      return node->valuedouble == model.number ? std::string() : where + ": number differs";
+      return cJSON_IsNumber(node) && node->valuedouble == model.number ? std::string() : where + ": number differs";
     case Model::Type::Bool:
-      if (!cJSON_IsBool(node)) return where + ": not a bool";
-      return cJSON_IsTrue(node) == model.flag ? std::string() : where + ": bool differs";
+      return cJSON_IsBool(node) && cJSON_IsTrue(node) == model.flag ? std::string() : where + ": bool differs";
     case Model::Type::Object:
     case Model::Type::Array: {
       const bool isObject = model.type == Model::Type::Object;

@@ -48,7 +48,8 @@ TEST_F(Update, PreProcessingMovesTheFolderAndTheIdentities) {
             NewMessages());
 }
 
-// The first failing step ends the pre-processing; what came before stays.
+// The first failing step ends the pre-processing; what came before stays
+// (a new folder that is taken is the end-to-end capture's).
 TEST_F(Update, PreProcessingStopsAtTheFirstFailure) {
   const std::string rootList = testsupport::ReadFile(volume::VolumeMetaYmlPath(volume_));
   EXPECT_FALSE(UpdatePreProcessing(run_, L"{00000000-1111-4222-8333-444444444444}", kNewId, kNewVolume));
@@ -57,12 +58,6 @@ TEST_F(Update, PreProcessingStopsAtTheFirstFailure) {
                                        L"ERROR: failed to update file system guid"}),
             NewMessages());
   EXPECT_EQ(rootList, testsupport::ReadFile(volume::VolumeMetaYmlPath(volume_))) << "not touched";
-
-  ASSERT_TRUE(create_directory(volume::PackageFolder(volume_, kNewId)));
-  EXPECT_FALSE(UpdatePreProcessing(run_, kPackageId, kNewId, kNewVolume));
-  EXPECT_EQ(L"ERROR: SHFileoperation rename  returned. Error: 0xb7", NewMessages().at(1)) << "never merged";
-  EXPECT_TRUE(platform::PathExists(volume::PackageMetaYmlPath(volume_, kPackageId)));
-  testsupport::RemoveTree(volume::PackageFolder(volume_, kNewId));
 
   ASSERT_EQ(0u, platform::RemoveFile(volume::VolumeMetaYmlPath(volume_)));
   EXPECT_FALSE(UpdatePreProcessing(run_, kPackageId, kNewId, kNewVolume));
@@ -92,12 +87,11 @@ TEST_F(Update, DerivationReader) {
       {"{}", false, {L"kept"}, {L"ERROR: empty json file " + volume::PackageJsonPath(volume_, folder)}},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(c.chain, ChainOf(c.document)) << c.document;
+    SCOPED_TRACE(c.document);
+    EXPECT_EQ(c.chain, ChainOf(c.document));
     EXPECT_EQ(c.read, read_);
     EXPECT_EQ(c.log, NewMessages());
   }
-  // The damaged previous document still leaves a valid new one.
-  EXPECT_NO_FATAL_FAILURE(ParsedDocument(Build(), scratch_ / L"document.json"));
 }
 
 }  // namespace

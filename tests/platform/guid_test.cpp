@@ -38,10 +38,9 @@ TEST(Guid, ParseRefusesAnythingButTheBracedForm) {
 }
 
 TEST(Guid, BytesAreTheWindowsMemoryLayout) {
-  auto bytes = GuidToBytes(kSample);
-  const std::array<uint8_t, 16> expected{0x67, 0x45, 0x23, 0x01, 0xAB, 0x89, 0xEF, 0xCD,
-                                         0xFE, 0xDC, 0xBA, 0x98, 0x76, 0x54, 0x32, 0x10};
-  EXPECT_EQ(bytes, expected);
+  const auto bytes = GuidToBytes(kSample);
+  EXPECT_EQ(bytes, (std::array<uint8_t, 16>{0x67, 0x45, 0x23, 0x01, 0xAB, 0x89, 0xEF, 0xCD, 0xFE, 0xDC, 0xBA, 0x98,
+                                            0x76, 0x54, 0x32, 0x10}));
   EXPECT_EQ(GuidFromBytes(bytes.data()), kSample);
 }
 
@@ -72,6 +71,8 @@ TEST(Guid, PackedFormOfTheInstaller) {
   EXPECT_EQ(untouched, kSample);
 }
 
+// The descriptor of an advertised shortcut, made of these, is the link
+// format test's.
 TEST(Guid, CompressedFormOfDarwinDescriptors) {
   Guid parsed;
   // Each group is one 32-bit word, least significant base-85 digit first.
@@ -79,15 +80,7 @@ TEST(Guid, CompressedFormOfDarwinDescriptors) {
   EXPECT_EQ(parsed, (Guid{1, 0, 0, {}}));
   ASSERT_TRUE(ParseCompressedGuid(L"!0_?{!!!!!!!!!!!!!!!", parsed));
   EXPECT_EQ(parsed, (Guid{0xFFFFFFFF, 0, 0, {}}));
-  // The product and component of an advertised shortcut's descriptor, with
-  // the feature name after the first twenty characters.
-  const std::wstring descriptor = L"']gAVn-}f(ZXfeAR6.jiFollowTheWhiteRabbit>3w2x^IGfe?CxI5heAvk.";
-  ASSERT_TRUE(ParseCompressedGuid(descriptor, parsed));
-  EXPECT_EQ(GuidToText(parsed, GuidCase::Upper), L"{90110409-6000-11D3-8CFE-0150048383C9}");
-  ASSERT_TRUE(ParseCompressedGuid(descriptor.substr(41), parsed));
-  EXPECT_EQ(GuidToText(parsed, GuidCase::Upper), L"{A7CD68DB-EF74-49C8-FBB2-A7C463B2AC24}");
-  EXPECT_EQ(GuidToCompressed(parsed), descriptor.substr(41));
-  EXPECT_EQ(GuidToCompressed(kSample).size(), 20u);
+  EXPECT_EQ(GuidToCompressed(parsed), L"!0_?{!!!!!!!!!!!!!!!");
   ASSERT_TRUE(ParseCompressedGuid(GuidToCompressed(kSample), parsed));
   EXPECT_EQ(parsed, kSample);
 

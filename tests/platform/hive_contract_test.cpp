@@ -63,9 +63,6 @@ TEST_F(HiveContract, ReadsKeysAndValuesUntilUnloaded) {
   std::vector<std::wstring> names;
   ASSERT_EQ(0u, reg::EnumSubKeys(vendor, names));
   EXPECT_EQ((std::vector<std::wstring>{L"Alpha", L"App", L"beta", L"zeta"}), names);
-  uint32_t count = 0;
-  ASSERT_EQ(0u, reg::SubKeyCount(vendor, count));
-  EXPECT_EQ(4u, count);
 
   reg::Key app;
   ASSERT_EQ(0u, reg::OpenSubKey(vendor, L"app", reg::kRead, app));
@@ -97,12 +94,7 @@ TEST_F(HiveContract, ReadsKeysAndValuesUntilUnloaded) {
     EXPECT_EQ(e.type, type) << platform::ToUtf8(e.name);
     EXPECT_EQ(e.data, data) << platform::ToUtf8(e.name);
   }
-  std::vector<reg::ValueEntry> values;
-  ASSERT_EQ(0u, reg::EnumValues(app, values));
-  EXPECT_EQ(8u, values.size());
-  uint32_t type = 0;
-  std::string data;
-  EXPECT_EQ(2u, reg::QueryValue(app, L"Missing", type, data));
+  EXPECT_EQ(8u, testsupport::ValueNames(app).size());
 
   // A relative open from HKLM itself reaches into the hive as well.
   reg::Key machine, deep;
@@ -121,34 +113,38 @@ TEST_F(HiveContract, ReadsKeysAndValuesUntilUnloaded) {
   EXPECT_EQ(reg::kErrorKeyDeleted, reg::QueryString(app, L"Text", text));
 }
 
-TEST_F(HiveContract, OneLoadPerName) {
+// One load per name; what cannot be loaded is refused with its code.
+TEST_F(HiveContract, RefusedLoads) {
   testsupport::WriteHiveFixture(hive_, name_, kHiveText);
-  const std::wstring other = folder_ / L"other.dat";
-  testsupport::WriteHiveFixture(other, name_, kHiveText);
+  const std::wstring text = folder_ / L"text.dat";
+  testsupport::WriteFile(text, "this is not a registry hive at all\r\n");
   ASSERT_EQ(0u, reg::LoadHiveFile(name_, hive_));
-  EXPECT_EQ(183u, reg::LoadHiveFile(name_, other));
-  EXPECT_EQ(183u, reg::LoadHiveFile(platform::Lower(name_), other)) << "names ignore case";
+  struct Row {
+    std::wstring name, file;
+    uint32_t error;
+  };
+  const Row kRows[] = {
+      {name_, hive_, 183},
+      {platform::Lower(name_), hive_, 183},  // names ignore case
+      {L"", hive_, 87},
+      {name_ + L"\\below", hive_, 87},  // only directly below HKLM
+      {name_ + L"x", folder_ / L"missing.dat", 2},
+      {name_ + L"x", folder_ / L"no folder\\missing.dat", 3},
+      {name_ + L"x", text, reg::kErrorNotRegistryFile},
+  };
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(platform::ToUtf8(row.name + L" " + row.file));
+    EXPECT_EQ(row.error, reg::LoadHiveFile(row.name, row.file));
+  }
+  // Wine keeps an empty key behind after refusing a file (Windows and Linux
+  // do not); it goes with the test.
+  reg::DeleteKeyTree(Key(L"") + L"x");
   reg::Key key;
-  EXPECT_EQ(0u, reg::OpenKey(Key(L"MACHINE\\SOFTWARE\\Vendor\\App"), reg::kRead, key))
-      << "the first load stays in place";
+  EXPECT_EQ(0u, reg::OpenKey(Key(L"MACHINE\\SOFTWARE\\Vendor\\App"), reg::kRead, key)) << "the first load stays";
   key.Close();
   ASSERT_EQ(0u, reg::UnloadHive(name_));
   EXPECT_EQ(2u, reg::UnloadHive(name_)) << "nothing left to unload";
-  // Unloaded, the name is free again.
-  ASSERT_EQ(0u, reg::LoadHiveFile(name_, other));
-  EXPECT_EQ(0u, reg::UnloadHive(name_));
-}
-
-TEST_F(HiveContract, RefusedFiles) {
-  EXPECT_EQ(2u, reg::LoadHiveFile(name_, folder_ / L"missing.dat"));
-  EXPECT_EQ(3u, reg::LoadHiveFile(name_, folder_ / L"no folder\\missing.dat"));
-  EXPECT_EQ(87u, reg::LoadHiveFile(L"", hive_));
-  EXPECT_EQ(87u, reg::LoadHiveFile(name_ + L"\\below", hive_)) << "only directly below HKLM";
-  testsupport::WriteFile(hive_, "this is not a registry hive at all\r\n");
-  EXPECT_EQ(reg::kErrorNotRegistryFile, reg::LoadHiveFile(name_, hive_));
-  // Wine keeps an empty key behind after refusing a file (Windows and Linux
-  // do not); it goes with the test.
-  reg::DeleteKeyTree(Key(L""));
+  ASSERT_EQ(0u, reg::LoadHiveFile(name_, hive_)) << "unloaded, the name is free again";
 }
 
 }  // namespace

@@ -12,33 +12,17 @@ namespace regf = platform::regf;
 
 namespace {
 
-TEST(EmptyHive, BaseBlockAndOneBinOfCells) {
+// The hive's cells are read back by hivex in the hive tests; here the base
+// block's fields, which a reader may take on trust.
+TEST(EmptyHive, BaseBlock) {
   const std::string hive = regf::EmptyHive("ROOT");
   ASSERT_EQ(8192u, hive.size());
   EXPECT_EQ("regf", hive.substr(0, 4));
   EXPECT_EQ(platform::le::Get32(hive, 4), platform::le::Get32(hive, 8)) << "sequence numbers agree: no half-written hive";
   EXPECT_EQ(4096u, platform::le::Get32(hive, 0x28)) << "one bin of hive data";
-  EXPECT_EQ(regf::BaseBlockChecksum(hive.substr(0, 4096)), platform::le::Get32(hive, 0x1FC));
-
-  const size_t bin = 4096;
-  EXPECT_EQ("hbin", hive.substr(bin, 4));
-  EXPECT_EQ(4096u, platform::le::Get32(hive, bin + 8));
-
-  // The cells fill the bin exactly: used ones negative, the free rest positive.
-  size_t at = 32;
-  std::vector<std::string> used;
-  while (at < 4096) {
-    const int32_t size = static_cast<int32_t>(platform::le::Get32(hive, bin + at));
-    ASSERT_NE(0, size);
-    const size_t length = static_cast<size_t>(size < 0 ? -size : size);
-    EXPECT_EQ(0u, length % 8) << "cells are 8-byte aligned";
-    if (size < 0) used.push_back(hive.substr(bin + at + 4, 2));
-    at += length;
-  }
-  EXPECT_EQ(4096u, at);
-  EXPECT_EQ((std::vector<std::string>{"nk", "sk"}), used);
-
   EXPECT_EQ(32u, platform::le::Get32(hive, 0x24)) << "the root key is the bin's first cell";
+  EXPECT_EQ(regf::BaseBlockChecksum(hive.substr(0, 4096)), platform::le::Get32(hive, 0x1FC));
+  EXPECT_EQ("hbin", hive.substr(4096, 4));
 }
 
 TEST(EmptyHive, ChecksumAvoidsTheTwoReservedValues) {
@@ -47,7 +31,6 @@ TEST(EmptyHive, ChecksumAvoidsTheTwoReservedValues) {
   block[0] = block[1] = block[2] = block[3] = '\xFF';
   EXPECT_EQ(0xFFFFFFFEu, regf::BaseBlockChecksum(block));
   block[4] = '\x10';
-  EXPECT_EQ(0xFFFFFFEFu, regf::BaseBlockChecksum(block));
   block[508] = '\x55';  // the checksum's own place does not count
   EXPECT_EQ(0xFFFFFFEFu, regf::BaseBlockChecksum(block));
 }
@@ -88,16 +71,17 @@ TEST(HiveTree, KeysSortedValuesInOrderDeletionsCarriedOut) {
 }
 
 TEST(HiveTree, NamesTheLineOfANameTheRegistryRefuses) {
-  regf::TreeKey root;
-  platform::regfile::ParseError error;
-  EXPECT_FALSE(Build("Windows Registry Editor Version 5.00\n\n[MACHINE\\A\\]\n", root, error));
-  EXPECT_EQ(3u, error.line);
-  EXPECT_EQ(L"line 3: [MACHINE\\A\\] has an empty key name", error.message);
-  EXPECT_FALSE(Build("Windows Registry Editor Version 5.00\n[MACHINE\\" + std::string(256, 'k') +
-                         "]\n",
-                     root, error));
-  EXPECT_EQ(2u, error.line);
-  EXPECT_NE(std::wstring::npos, error.message.find(L"longer than 255"));
+  const std::tuple<std::string, size_t, const wchar_t*> kRows[] = {
+      {"\n[MACHINE\\A\\]\n", 3, L"line 3: [MACHINE\\A\\] has an empty key name"},
+      {"[MACHINE\\" + std::string(256, 'k') + "]\n", 2, L"longer than 255"},
+  };
+  for (const auto& [tail, line, says] : kRows) {
+    regf::TreeKey root;
+    platform::regfile::ParseError error;
+    EXPECT_FALSE(Build("Windows Registry Editor Version 5.00\n" + tail, root, error));
+    EXPECT_EQ(line, error.line);
+    EXPECT_NE(std::wstring::npos, error.message.find(says)) << platform::ToUtf8(error.message);
+  }
 }
 
 }  // namespace

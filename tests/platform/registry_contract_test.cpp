@@ -40,30 +40,23 @@ TEST_F(RegistryContract, CreateOpenAndClose) {
   bool created = false;
   reg::Key key;
   ASSERT_EQ(0u, reg::CreateKey(root_ + L"\\A\\B", reg::kAllAccess, key, &created));
-  EXPECT_TRUE(key.IsOpen());
   EXPECT_TRUE(created);
-  key.Close();
-  EXPECT_FALSE(key.IsOpen());
-
-  // Creating again opens what is there.
   ASSERT_EQ(0u, reg::CreateKey(root_ + L"\\A\\B", reg::kAllAccess, key, &created));
-  EXPECT_FALSE(created);
+  EXPECT_FALSE(created) << "creating again opens what is there";
 
-  reg::Key parent;
+  reg::Key parent, again, grandchild;
   ASSERT_EQ(0u, reg::OpenKey(root_ + L"\\A", reg::kRead, parent));
-  reg::Key child;
-  ASSERT_EQ(0u, reg::OpenSubKey(parent, L"B", reg::kRead, child));
-  reg::Key again;
-  EXPECT_EQ(0u, reg::OpenSubKey(child, L"", reg::kRead, again)) << "an empty subkey reopens";
-  reg::Key grandchild;
+  EXPECT_EQ(0u, reg::OpenSubKey(key, L"", reg::kRead, again)) << "an empty subkey reopens";
   ASSERT_EQ(0u, reg::CreateSubKey(key, L"C\\D", reg::kAllAccess, grandchild, &created));
   EXPECT_TRUE(created);
-  EXPECT_EQ(0u, reg::OpenKey(root_ + L"\\A\\B\\C\\D", reg::kRead, again));
+  EXPECT_EQ(0u, reg::OpenSubKey(parent, L"B\\C\\D", reg::kRead, again));
 
   // A moved-from key is closed; the target holds the handle.
   reg::Key moved = std::move(grandchild);
   EXPECT_FALSE(grandchild.IsOpen());
   EXPECT_EQ(0u, reg::SetDword(moved, L"x", 1));
+  moved.Close();
+  EXPECT_FALSE(moved.IsOpen());
 }
 
 TEST_F(RegistryContract, PathFormsNameTheSameKey) {
@@ -115,83 +108,59 @@ TEST_F(RegistryContract, NamesIgnoreCaseAndKeepIt) {
 TEST_F(RegistryContract, EveryTypeKeepsItsBytes) {
   reg::Key key = Scratch();
   const std::string odd("\x01\x02\x03", 3);
-  const std::vector<reg::ValueEntry> cases = {
+  const std::vector<reg::ValueEntry> kRows = {
       {L"", reg::kSz, reg::EncodeString(L"default")},
       {L"sz", reg::kSz, reg::EncodeString(L"caf\u00e9 \U0001F600")},
       {L"expand", reg::kExpandSz, reg::EncodeString(L"%SystemRoot%\\x")},
-      {L"binary", reg::kBinary, std::string("\x00\xff\x10\x00", 4)},
       {L"empty", reg::kBinary, std::string()},
-      {L"dword", reg::kDword, reg::EncodeDword(0xDEADBEEF)},
       {L"qword", reg::kQword, reg::EncodeQword(0x0123456789ABCDEFull)},
       {L"multi", reg::kMultiSz, reg::EncodeMultiString({L"one", L"", L"three"})},
-      {L"none", reg::kNone, odd},
       {L"unterminated", reg::kSz, std::string("a\0b", 3)},
       {L"big type", 0x12345, odd},
   };
-  for (const auto& c : cases) ASSERT_EQ(0u, reg::SetValue(key, c.name, c.type, c.data));
-  for (const auto& c : cases) {
+  for (const auto& row : kRows) ASSERT_EQ(0u, reg::SetValue(key, row.name, row.type, row.data));
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(platform::ToUtf8(row.name));
     uint32_t type = 0;
     std::string data;
-    ASSERT_EQ(0u, reg::QueryValue(key, c.name, type, data)) << platform::ToUtf8(c.name);
-    EXPECT_EQ(c.type, type) << platform::ToUtf8(c.name);
-    EXPECT_EQ(c.data, data) << platform::ToUtf8(c.name);
+    ASSERT_EQ(0u, reg::QueryValue(key, row.name, type, data));
+    EXPECT_EQ(row.type, type);
+    EXPECT_EQ(row.data, data);
   }
   std::wstring text;
   uint32_t dword = 0;
   EXPECT_EQ(0u, reg::QueryString(key, L"expand", text));
   EXPECT_EQ(L"%SystemRoot%\\x", text) << "not expanded";
-  EXPECT_EQ(13u, reg::QueryString(key, L"dword", text));
-  EXPECT_EQ(0u, reg::QueryDword(key, L"dword", dword));
-  EXPECT_EQ(0xDEADBEEFu, dword);
   EXPECT_EQ(13u, reg::QueryDword(key, L"sz", dword));
-
   // Replacing changes type and data together.
   ASSERT_EQ(0u, reg::SetDword(key, L"sz", 7));
+  EXPECT_EQ(13u, reg::QueryString(key, L"sz", text));
   EXPECT_EQ(0u, reg::QueryDword(key, L"sz", dword));
   EXPECT_EQ(7u, dword);
-}
-
-TEST_F(RegistryContract, MissingThingsGiveTwo) {
-  reg::Key key = Scratch();
-  reg::Key missing;
-  EXPECT_EQ(2u, reg::OpenKey(root_ + L"\\Nope", reg::kRead, missing));
-  EXPECT_EQ(2u, reg::OpenKey(root_ + L"\\Nope\\Deeper", reg::kRead, missing));
-  EXPECT_EQ(2u, reg::OpenSubKey(key, L"Nope", reg::kRead, missing));
-  EXPECT_FALSE(missing.IsOpen());
-  uint32_t type = 0;
-  std::string data;
-  EXPECT_EQ(2u, reg::QueryValue(key, L"nope", type, data));
-  EXPECT_EQ(2u, reg::QueryValue(key, L"", type, data)) << "no default value until set";
-  EXPECT_EQ(2u, reg::DeleteValue(key, L"nope"));
-  EXPECT_EQ(2u, reg::DeleteKeyTree(root_ + L"\\Nope"));
 }
 
 TEST_F(RegistryContract, EnumerationOrderAndCount) {
   reg::Key key = Scratch();
   // Windows compares upper-cased names: "AB" (B = 0x42) before "a_" (_ = 0x5F).
-  for (const wchar_t* name : {L"zeta", L"a_", L"Beta", L"AB", L"alpha", L"10", L"9"}) {
+  for (const wchar_t* name : {L"zeta", L"a_", L"Beta", L"AB", L"alpha", L"10", L"9", L"zeta\\inner"}) {
     reg::Key sub;
     ASSERT_EQ(0u, reg::CreateSubKey(key, name, reg::kAllAccess, sub));
   }
-  reg::Key deeper;
-  ASSERT_EQ(0u, reg::CreateSubKey(key, L"zeta\\inner", reg::kAllAccess, deeper));
   std::vector<std::wstring> names;
   ASSERT_EQ(0u, reg::EnumSubKeys(key, names));
   EXPECT_EQ((std::vector<std::wstring>{L"10", L"9", L"AB", L"alpha", L"a_", L"Beta", L"zeta"}), names);
   uint32_t count = 0;
   ASSERT_EQ(0u, reg::SubKeyCount(key, count));
   EXPECT_EQ(7u, count) << "children only, not grandchildren";
-  ASSERT_EQ(0u, reg::SubKeyCount(deeper, count));
-  EXPECT_EQ(0u, count);
 
   // Values created in name order come back in that order on both systems;
   // creation order against name order is a Linux store test.
   reg::Key values = Scratch(L"values");
-  for (const wchar_t* name : {L"", L"a", L"b", L"c"}) ASSERT_EQ(0u, reg::SetDword(values, name, 1));
-  EXPECT_EQ((std::vector<std::wstring>{L"", L"a", L"b", L"c"}), testsupport::ValueNames(values));
+  for (const wchar_t* name : {L"", L"a", L"b"}) ASSERT_EQ(0u, reg::SetDword(values, name, 1));
   std::vector<reg::ValueEntry> entries;
   ASSERT_EQ(0u, reg::EnumValues(values, entries));
-  ASSERT_EQ(4u, entries.size());
+  ASSERT_EQ(3u, entries.size());
+  EXPECT_EQ(L"b", entries[2].name);
   EXPECT_EQ(reg::kDword, entries[2].type);
   EXPECT_EQ(reg::EncodeDword(1), entries[2].data);
 }
@@ -210,67 +179,49 @@ TEST_F(RegistryContract, DeleteValueAndKeyTree) {
   ASSERT_EQ(0u, reg::DeleteKeyTree(root_ + L"\\tree"));
   reg::Key probe;
   EXPECT_EQ(2u, reg::OpenKey(root_ + L"\\Tree", reg::kRead, probe));
-  EXPECT_EQ(2u, reg::OpenKey(root_ + L"\\Tree\\Branch\\Leaf", reg::kRead, probe));
   EXPECT_EQ(0u, reg::OpenKey(root_ + L"\\TreeSibling", reg::kRead, probe)) << "only the tree goes";
-  uint32_t dword = 0;
-  EXPECT_EQ(0u, reg::QueryDword(key, L"kept", dword));
 
   // A key recreated under the old name is a new key, empty.
   reg::Key again = Scratch(L"Tree\\Branch\\Leaf");
-  uint32_t type = 0;
-  std::string data;
-  EXPECT_EQ(2u, reg::QueryValue(again, L"v", type, data));
-
+  EXPECT_TRUE(testsupport::ValueNames(again).empty());
   EXPECT_EQ(5u, reg::DeleteKeyTree(L"HKLM")) << "the root stays";
 }
 
-TEST_F(RegistryContract, HandlesOfADeletedKey) {
-  reg::Key key = Scratch(L"Doomed");
-  reg::Key child = Scratch(L"Doomed\\Child");
+// What each kind of handle refuses, and the code it gives.
+TEST_F(RegistryContract, RefusalsByKindOfHandle) {
+  reg::Key live = Scratch();
+  ASSERT_EQ(0u, reg::SetDword(live, L"v", 1));
+  reg::Key deleted = Scratch(L"Doomed");
+  reg::Key deletedChild = Scratch(L"Doomed\\Child");
   ASSERT_EQ(0u, reg::DeleteKeyTree(root_ + L"\\Doomed"));
-  uint32_t type = 0;
-  std::string data;
-  std::vector<std::wstring> names;
-  std::vector<reg::ValueEntry> values;
-  reg::Key sub;
-  EXPECT_EQ(reg::kErrorKeyDeleted, reg::SetDword(key, L"v", 1));
-  EXPECT_EQ(reg::kErrorKeyDeleted, reg::QueryValue(key, L"v", type, data));
-  EXPECT_EQ(reg::kErrorKeyDeleted, reg::EnumSubKeys(key, names));
-  EXPECT_EQ(reg::kErrorKeyDeleted, reg::EnumValues(child, values));
-  EXPECT_EQ(reg::kErrorKeyDeleted, reg::CreateSubKey(key, L"New", reg::kAllAccess, sub));
-  EXPECT_FALSE(sub.IsOpen());
-}
-
-TEST_F(RegistryContract, ReadOnlyKeyRefusesWrites) {
-  {
-    reg::Key key = Scratch();
-    ASSERT_EQ(0u, reg::SetDword(key, L"v", 1));
-  }
-  reg::Key readOnly;
+  reg::Key readOnly, writeOnly, closed, sub;
   ASSERT_EQ(0u, reg::OpenKey(root_, reg::kRead, readOnly));
-  reg::Key sub;
-  EXPECT_EQ(5u, reg::SetDword(readOnly, L"v", 2));
-  EXPECT_EQ(5u, reg::SetString(readOnly, L"new", L"x"));
-  EXPECT_EQ(5u, reg::DeleteValue(readOnly, L"v"));
-  uint32_t dword = 0;
-  EXPECT_EQ(0u, reg::QueryDword(readOnly, L"v", dword));
-  EXPECT_EQ(1u, dword) << "nothing changed";
-  // A new key below is the new key's business, not this handle's.
-  ASSERT_EQ(0u, reg::CreateSubKey(readOnly, L"Sub", reg::kAllAccess, sub));
-  EXPECT_EQ(0u, reg::SetDword(sub, L"v", 1));
-
-  // Write-only access cannot read back.
-  reg::Key writeOnly;
   ASSERT_EQ(0u, reg::OpenKey(root_, reg::kSetValue, writeOnly));
-  EXPECT_EQ(0u, reg::SetDword(writeOnly, L"v", 3));
-  EXPECT_EQ(5u, reg::QueryDword(writeOnly, L"v", dword));
-}
-
-TEST_F(RegistryContract, ClosedKeyIsAnInvalidHandle) {
-  reg::Key closed;
-  reg::Key sub;
   uint32_t type = 0;
   std::string data;
+  std::vector<reg::ValueEntry> values;
+
+  EXPECT_EQ(2u, reg::OpenKey(root_ + L"\\Nope\\Deeper", reg::kRead, sub));
+  EXPECT_EQ(2u, reg::OpenSubKey(live, L"Nope", reg::kRead, sub));
+  EXPECT_FALSE(sub.IsOpen());
+  EXPECT_EQ(2u, reg::DeleteKeyTree(root_ + L"\\Nope"));
+  EXPECT_EQ(2u, reg::DeleteValue(live, L"nope"));
+  EXPECT_EQ(2u, reg::QueryValue(live, L"", type, data)) << "no default value until set";
+
+  EXPECT_EQ(reg::kErrorKeyDeleted, reg::SetDword(deleted, L"v", 1));
+  EXPECT_EQ(reg::kErrorKeyDeleted, reg::QueryValue(deleted, L"v", type, data));
+  EXPECT_EQ(reg::kErrorKeyDeleted, reg::EnumValues(deletedChild, values));
+  EXPECT_EQ(reg::kErrorKeyDeleted, reg::CreateSubKey(deleted, L"New", reg::kAllAccess, sub));
+  EXPECT_FALSE(sub.IsOpen());
+
+  EXPECT_EQ(5u, reg::SetDword(readOnly, L"v", 2));
+  EXPECT_EQ(5u, reg::DeleteValue(readOnly, L"v"));
+  EXPECT_EQ(0u, reg::CreateSubKey(readOnly, L"Sub", reg::kAllAccess, sub)) << "the new key's business";
+  EXPECT_EQ(0u, reg::SetDword(writeOnly, L"w", 3));
+  EXPECT_EQ(5u, reg::QueryValue(writeOnly, L"v", type, data));
+  EXPECT_EQ(0u, reg::QueryValue(live, L"v", type, data));
+  EXPECT_EQ(reg::EncodeDword(1), data) << "nothing changed";
+
   EXPECT_EQ(6u, reg::QueryValue(closed, L"v", type, data));
   EXPECT_EQ(6u, reg::SetDword(closed, L"v", 1));
   EXPECT_EQ(6u, reg::OpenSubKey(closed, L"x", reg::kRead, sub));

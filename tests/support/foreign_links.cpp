@@ -1,13 +1,11 @@
 #include "support/foreign_links.h"
 
+#include "platform/common/little_endian.h"
 #include "platform/text.h"
 
 namespace testsupport::links {
 
-Bytes& Bytes::u8(uint8_t v) {
-  b += static_cast<char>(v);
-  return *this;
-}
+Bytes& Bytes::u8(uint8_t v) { return raw(std::string(1, static_cast<char>(v))); }
 Bytes& Bytes::u16(uint16_t v) { return u8(v & 0xFF).u8(v >> 8); }
 Bytes& Bytes::u32(uint32_t v) { return u16(v & 0xFFFF).u16(v >> 16); }
 Bytes& Bytes::raw(const std::string& s) {
@@ -17,19 +15,11 @@ Bytes& Bytes::raw(const std::string& s) {
 Bytes& Bytes::ansiz(const std::string& s) { return raw(s).u8(0); }
 Bytes& Bytes::utf16(const std::wstring& s) { return raw(platform::ToUtf16Le(s)); }
 Bytes& Bytes::utf16z(const std::wstring& s) { return utf16(s).u16(0); }
-Bytes& Bytes::zeros(size_t n) {
-  b.append(n, '\0');
-  return *this;
-}
+Bytes& Bytes::zeros(size_t n) { return raw(std::string(n, '\0')); }
 
 namespace {
 
 const std::string kClsid("\x01\x14\x02\x00\x00\x00\x00\x00\xC0\x00\x00\x00\x00\x00\x00\x46", 16);
-
-void SetSize16(std::string& bytes, size_t at, size_t size) {
-  bytes[at] = static_cast<char>(size & 0xFF);
-  bytes[at + 1] = static_cast<char>(size >> 8);
-}
 
 constexpr uint32_t kIdList = 0x01, kLinkInfo = 0x02, kName = 0x04, kRelative = 0x08, kWorkingDir = 0x10,
                    kArguments = 0x20, kIcon = 0x40, kUnicode = 0x80, kExpString = 0x200;
@@ -41,22 +31,16 @@ const std::string kMyComputer("\xE0\x4F\xD0\x20\xEA\x3A\x69\x10\xA2\xD8\x08\x00\
 const std::string kProgramFilesId("\xB6\x63\x5E\x90\xBF\xC1\x4E\x49\xB2\x9C\x65\xB7\x32\xD3\xD2\x1A", 16);
 
 std::string Header(uint32_t flags, int32_t iconIndex, uint16_t hotkey) {
-  Bytes h;
-  h.u32(0x4C).raw(kClsid).u32(flags).u32(0x20).zeros(24).u32(1234).u32(static_cast<uint32_t>(iconIndex)).u32(1);
-  h.u16(hotkey).zeros(10);
-  return h.b;
+  return Bytes().u32(0x4C).raw(kClsid).u32(flags).u32(0x20).zeros(24).u32(1234).u32(static_cast<uint32_t>(iconIndex))
+      .u32(1).u16(hotkey).zeros(10).b;
 }
 
 std::string RootItem(const std::string& guid, uint8_t type) {
-  Bytes item;
-  item.u16(0x14).u8(type).u8(0x50).raw(guid);
-  return item.b;
+  return Bytes().u16(0x14).u8(type).u8(0x50).raw(guid).b;
 }
 
 std::string DriveItem(const std::string& drive) {
-  Bytes item;
-  item.u16(0x19).u8(0x2F).raw(drive).zeros(22 - drive.size());
-  return item.b;
+  return Bytes().u16(0x19).u8(0x2F).raw(drive).zeros(22 - drive.size()).b;
 }
 
 std::string FileEntry(bool folder, const std::string& shortName, const std::wstring& longName) {
@@ -65,11 +49,11 @@ std::string FileEntry(bool folder, const std::string& shortName, const std::wstr
   if (item.b.size() % 2) item.u8(0);
   const size_t ext = item.b.size();
   Bytes block;
-  block.u16(0).u16(9).u32(0xBEEF0004).u32(0).u32(0).u16(0x2E).u16(0).zeros(8).zeros(8).u16(0).zeros(4).zeros(4);
+  block.u16(0).u16(9).u32(0xBEEF0004).u32(0).u32(0).u16(0x2E).u16(0).zeros(26);  // times and the unused fields
   block.utf16z(longName).u16(static_cast<uint16_t>(ext));
-  SetSize16(block.b, 0, block.b.size());
+  platform::le::Set16(block.b, 0, static_cast<uint16_t>(block.b.size()));
   item.raw(block.b);
-  SetSize16(item.b, 0, item.b.size());
+  platform::le::Set16(item.b, 0, static_cast<uint16_t>(item.b.size()));
   return item.b;
 }
 
@@ -77,30 +61,26 @@ std::string IdList(const std::vector<std::string>& items) {
   Bytes list;
   for (const auto& item : items) list.raw(item);
   list.u16(0);
-  Bytes out;
-  out.u16(static_cast<uint16_t>(list.b.size())).raw(list.b);
-  return out.b;
+  return Bytes().u16(static_cast<uint16_t>(list.b.size())).raw(list.b).b;
 }
 
 std::string LinkInfo(const std::string& ansiBase, const std::wstring& wideBase, const std::string& suffix) {
-  const uint32_t volumeAt = 0x24;
-  Bytes volume;
-  volume.u32(0x11).u32(3).u32(0).u32(0x10).u8(0);
-  const uint32_t baseAt = volumeAt + 0x11;
+  // The volume id (a fixed disk, no label) at 0x24, 0x11 bytes.
+  const uint32_t volumeAt = 0x24, baseAt = volumeAt + 0x11;
   const uint32_t suffixAt = baseAt + static_cast<uint32_t>(ansiBase.size() + 1);
   const uint32_t wideAt = suffixAt + static_cast<uint32_t>(suffix.size() + 1);
   const uint32_t wideSuffixAt = wideAt + static_cast<uint32_t>(2 * (wideBase.size() + 1));
   const uint32_t total = wideSuffixAt + static_cast<uint32_t>(2 * (suffix.size() + 1));
   Bytes body;
   body.u32(total).u32(0x24).u32(1).u32(volumeAt).u32(baseAt).u32(0).u32(suffixAt).u32(wideAt).u32(wideSuffixAt);
-  body.raw(volume.b).ansiz(ansiBase).ansiz(suffix).utf16z(wideBase).utf16z(platform::FromUtf8(suffix));
+  body.u32(0x11).u32(3).u32(0).u32(0x10).u8(0);
+  body.ansiz(ansiBase).ansiz(suffix).utf16z(wideBase).utf16z(platform::FromUtf8(suffix));
   return body.b;
 }
 
 std::string StringBlock(uint32_t signature, const std::string& ansi, const std::wstring& wide) {
-  Bytes block;
-  block.u32(0x314).u32(signature).raw(ansi).zeros(260 - ansi.size()).utf16(wide).zeros(520 - 2 * wide.size());
-  return block.b;
+  return Bytes().u32(0x314).u32(signature).raw(ansi).zeros(260 - ansi.size()).utf16(wide)
+      .zeros(520 - 2 * wide.size()).b;
 }
 
 std::vector<ForeignLink> ForeignLinks() {
@@ -112,7 +92,7 @@ std::vector<ForeignLink> ForeignLinks() {
   {
     std::string last = FileEntry(false, "FABRIK~1.EXE", L"Fabrikam Application.exe");
     last.resize(28 + 0x2E + 2 * 12);  // the primary name, the block's head, 12 characters
-    SetSize16(last, 0, last.size());
+    platform::le::Set16(last, 0, static_cast<uint16_t>(last.size()));
     links.push_back({"cut-long-name",
                      Header(kIdList | kUnicode) +
                          IdList({RootItem(kMyComputer), DriveItem("C:\\"),

@@ -2,12 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <vector>
 
 #include "platform/common/regfile.h"
 #include "platform/text.h"
+#include "support/scratch.h"
 
 namespace testsupport {
 
@@ -20,10 +19,7 @@ void BuildHiveTree(const std::string& regText, platform::regf::TreeKey& root) {
 }
 
 std::wstring UniqueHiveName(const std::wstring& label) {
-  static std::atomic<unsigned> counter{0};
-  const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-  return L"kestrel-test-" + label + L"-" + std::to_wstring(ticks % 1000000007) + L"-" +
-         std::to_wstring(counter++);
+  return L"kestrel-test-" + label + L"-" + UniqueTag();
 }
 
 }  // namespace testsupport

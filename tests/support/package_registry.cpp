@@ -4,19 +4,15 @@
 
 #include <vector>
 
-#include "foundation/file_helpers.h"
 #include "platform/common/regfile.h"
-#include "platform/process.h"
 #include "platform/text.h"
+#include "support/programs.h"
 #include "support/scratch.h"
 
 namespace testsupport {
 
 std::string InventoryFixture(const std::wstring& name) {
-  std::wstring self, folder;
-  platform::ModuleFileName(self);
-  FolderOfProgram(self, folder);
-  return ReadFile(folder + L"\\fixtures\\inventory\\" + name);
+  return ReadFile(TestProgramFolder() + L"\\fixtures\\inventory\\" + name);
 }
 
 std::wstring ImportPackageRegistry(const std::wstring& root, std::string regText) {

@@ -8,12 +8,18 @@
 
 namespace testsupport {
 
-std::wstring BuiltProgram(const std::wstring& name) {
+std::wstring TestProgramFolder() {
   std::wstring self, folder;
   platform::ModuleFileName(self);
   FolderOfProgram(self, folder);
+  return folder;
+}
+
+std::wstring BuiltProgram(const std::wstring& name) {
+  std::wstring self;
+  platform::ModuleFileName(self);
   const bool exe = self.size() > 4 && platform::EqualsNoCase(self.substr(self.size() - 4), L".exe");
-  return folder + L"\\..\\bin\\" + name + (exe ? L".exe" : L"");
+  return TestProgramFolder() + L"\\..\\bin\\" + name + (exe ? L".exe" : L"");
 }
 
 RunResult Run(const std::wstring& program, const std::vector<std::wstring>& arguments) {

@@ -8,6 +8,9 @@
 
 namespace testsupport {
 
+// The folder the test program runs from; fixtures are copied beside it.
+std::wstring TestProgramFolder();
+
 // The built program "kestrel" or "kestrel-reg" beside the tests (in ..\bin),
 // with ".exe" where the test program itself has it.
 std::wstring BuiltProgram(const std::wstring& name);

@@ -3,6 +3,8 @@
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "support/scratch.h"
 
 namespace testsupport {
@@ -11,12 +13,8 @@ std::vector<ReportLine> ReadReport(const std::wstring& path) {
   const std::string bytes = ReadFile(path);
   std::vector<ReportLine> lines;
   EXPECT_TRUE(bytes.empty() || bytes.back() == '\n') << "the last line is cut";
-  size_t start = 0;
-  while (start < bytes.size()) {
-    size_t end = bytes.find('\n', start);
-    if (end == std::string::npos) end = bytes.size();
-    const std::string text = bytes.substr(start, end - start);
-    start = end + 1;
+  std::istringstream in(bytes);
+  for (std::string text; std::getline(in, text);) {
     cJSON* root = cJSON_ParseWithLength(text.data(), text.size());
     EXPECT_TRUE(cJSON_IsObject(root)) << text;
     ReportLine line;

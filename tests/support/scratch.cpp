@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 
@@ -14,12 +15,15 @@
 
 namespace testsupport {
 
-ScratchFolder::ScratchFolder() {
+std::wstring UniqueTag() {
   static std::atomic<unsigned> counter{0};
   const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
+  return std::to_wstring(ticks % 1000000007) + L"-" + std::to_wstring(counter++);
+}
+
+ScratchFolder::ScratchFolder() {
   for (int attempt = 0; attempt < 100; ++attempt) {
-    path_ = platform::TempFolder() + L"\\kestrel-test-" + std::to_wstring(ticks % 1000000007) + L"-" +
-            std::to_wstring(counter++);
+    path_ = platform::TempFolder() + L"\\kestrel-test-" + UniqueTag();
     if (platform::MakeFolder(path_) == 0) return;
   }
   ADD_FAILURE() << "cannot create a scratch folder";
@@ -80,21 +84,15 @@ ScopedEnv::~ScopedEnv() {
 
 namespace {
 std::wstring StoreIn(const std::wstring& folder) {
-  std::string native = platform::ToUtf8(folder);
-  for (char& c : native) {
-    if (c == '\\') c = '/';
-  }
-  return platform::FromUtf8(native) + L"/registry.db";
+  std::wstring native = folder;
+  std::replace(native.begin(), native.end(), L'\\', L'/');
+  return native + L"/registry.db";
 }
 }  // namespace
 
 ScratchRegistry::ScratchRegistry(const std::wstring& label)
-    : store_(L"KESTREL_REGISTRY", StoreIn(folder_.path())) {
-  static std::atomic<unsigned> counter{0};
-  const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-  root_ = L"HKLM\\SOFTWARE\\KestrelTest\\" + label + L"-" + std::to_wstring(ticks) + L"-" +
-          std::to_wstring(counter++);
-}
+    : store_(L"KESTREL_REGISTRY", StoreIn(folder_.path())),
+      root_(L"HKLM\\SOFTWARE\\KestrelTest\\" + label + L"-" + UniqueTag()) {}
 
 ScratchRegistry::~ScratchRegistry() { platform::registry::DeleteKeyTree(root_); }
 
@@ -154,28 +152,20 @@ std::vector<std::wstring> LogEntries(const std::wstring& logPath) {
   constexpr size_t kStamp = 30;
   std::vector<std::wstring> entries;
   const std::string bytes = ReadFile(logPath);
-  if (bytes.substr(0, 2) != "\xFF\xFE") {
+  if (bytes.compare(0, 2, "\xFF\xFE") != 0) {
     ADD_FAILURE() << "log does not start with FF FE";
     return entries;
   }
   const std::wstring text = platform::FromUtf16Le(std::string_view(bytes).substr(2));
-  size_t at = 0;
-  while (at < text.size()) {
+  for (size_t at = 0; at < text.size();) {
     if (!HasStamp(text.substr(at, kStamp))) {
       ADD_FAILURE() << "log entry without its stamp: " << platform::ToUtf8(text.substr(at));
       break;
     }
     // An entry runs to the next stamp that starts a line.
-    size_t next = at + kStamp;
-    for (;;) {
-      next = text.find(L'\n', next);
-      if (next == std::wstring::npos) {
-        next = text.size();
-        break;
-      }
-      ++next;
-      if (HasStamp(text.substr(next, kStamp))) break;
-    }
+    size_t next = text.find(L'\n', at + kStamp);
+    while (next != std::wstring::npos && !HasStamp(text.substr(next + 1, kStamp))) next = text.find(L'\n', next + 1);
+    next = next == std::wstring::npos ? text.size() : next + 1;
     entries.push_back(text.substr(at + kStamp, next - at - kStamp));
     at = next;
   }

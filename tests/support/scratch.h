@@ -25,6 +25,9 @@ class ScratchFolder {
 };
 
 void RemoveTree(const std::wstring& path);
+// Distinct for every call in this program; the clock makes a clash with
+// another test program started at the same moment unlikely.
+std::wstring UniqueTag();
 
 // Sets an environment variable for a scope and restores what was there.
 class ScopedEnv {

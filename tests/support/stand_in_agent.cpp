@@ -1,5 +1,7 @@
 #include "support/stand_in_agent.h"
 
+#include <sstream>
+
 #include "platform/files.h"
 #include "platform/text.h"
 
@@ -9,29 +11,18 @@ std::vector<AgentCall> StandInAgent::Calls() const {
   std::vector<AgentCall> calls;
   std::string bytes;
   if (platform::ReadWholeFile(path_ + L".calls", bytes) != 0) return calls;
-  const std::wstring text = platform::FromUtf8(bytes);
-  AgentCall call;
+  // ">command line" and "[argument]" lines, a blank line after each run.
+  std::wistringstream text(platform::FromUtf8(bytes));
   bool open = false;
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t end = text.find(L'\n', start);
-    if (end == std::wstring::npos) end = text.size();
-    const std::wstring line = text.substr(start, end - start);
-    start = end + 1;
-    if (line.empty()) {
-      calls.push_back(call);
-      call = AgentCall();
-      open = false;
-      continue;
-    }
-    open = true;
-    if (line[0] == L'>') {
-      call.commandLine = line.substr(1);
+  for (std::wstring line; std::getline(text, line);) {
+    if (!open) calls.emplace_back();
+    open = !line.empty();
+    if (!line.empty() && line[0] == L'>') {
+      calls.back().commandLine = line.substr(1);
     } else if (line.size() >= 2 && line.front() == L'[' && line.back() == L']') {
-      call.arguments.push_back(line.substr(1, line.size() - 2));
+      calls.back().arguments.push_back(line.substr(1, line.size() - 2));
     }
   }
-  if (open) calls.push_back(call);  // a run that was cut short
   return calls;
 }
 

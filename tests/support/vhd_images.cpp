@@ -1,7 +1,6 @@
 #include "support/vhd_images.h"
 
-#include "foundation/file_helpers.h"
-#include "platform/process.h"
+#include "support/programs.h"
 
 namespace testsupport::vhd {
 
@@ -22,13 +21,18 @@ void Put64(std::string& bytes, size_t at, uint64_t value) {
   Put32(bytes, at + 4, static_cast<uint32_t>(value));
 }
 
-uint32_t Checksum(std::string_view footer) {
+namespace {
+// One's complement of the byte sum, the checksum field counted as 0.
+uint32_t SumWithout(std::string_view bytes, size_t checksumAt) {
   uint32_t sum = 0;
-  for (size_t i = 0; i < 512; ++i) {
-    if (i < 64 || i >= 68) sum += static_cast<uint8_t>(footer[i]);
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    if (i < checksumAt || i >= checksumAt + 4) sum += static_cast<uint8_t>(bytes[i]);
   }
   return ~sum;
 }
+}  // namespace
+
+uint32_t Checksum(std::string_view footer) { return SumWithout(footer.substr(0, 512), 64); }
 
 bool ChecksumVerifies(std::string_view footer) { return footer.size() == 512 && Get32(footer, 64) == Checksum(footer); }
 
@@ -74,9 +78,7 @@ std::string DynamicImage(const DynamicOptions& o) {
   Put32(header, 24, 0x00010000);
   Put32(header, 28, entries);
   Put32(header, 32, o.blockSize);
-  uint32_t sum = 0;
-  for (char c : header) sum += static_cast<uint8_t>(c);
-  Put32(header, 36, ~sum);
+  Put32(header, 36, SumWithout(header, 36));
 
   std::string table(tableBytes, '\xff');
   std::string image = footer + header;
@@ -87,22 +89,10 @@ std::string DynamicImage(const DynamicOptions& o) {
   return image + footer;
 }
 
-uint64_t Block0DataOffset(std::string_view image) {
-  const uint64_t table = Get64(image, 512 + 16);
-  const uint32_t blockSize = Get32(image, 512 + 32);
-  const uint64_t bitmapBytes = (uint64_t{blockSize} / 512 / 8 + 511) / 512 * 512;
-  return uint64_t{Get32(image, table)} * 512 + bitmapBytes;
-}
-
 std::string FixedImage(uint64_t virtualSize) {
   return Pattern(virtualSize, 3) + Footer(kFixed, virtualSize, ~uint64_t{0});
 }
 
-std::wstring QemuFixture(const std::wstring& name) {
-  std::wstring self, folder;
-  platform::ModuleFileName(self);
-  FolderOfProgram(self, folder);
-  return folder + L"\\fixtures\\vhd\\" + name;
-}
+std::wstring QemuFixture(const std::wstring& name) { return TestProgramFolder() + L"\\fixtures\\vhd\\" + name; }
 
 }  // namespace testsupport::vhd

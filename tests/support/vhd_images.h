@@ -36,8 +36,6 @@ struct DynamicOptions {
 // Footer copy, header at 512, table at 1536, block 0 (if allocated: bitmap
 // and patterned data) at the next sector after the table, footer.
 std::string DynamicImage(const DynamicOptions& options);
-// The file offset where block 0's data starts (after its bitmap).
-uint64_t Block0DataOffset(std::string_view image);
 
 // Patterned data of virtualSize bytes and the footer.
 std::string FixedImage(uint64_t virtualSize);

@@ -10,9 +10,6 @@ TEST(StringTable, TextsKeepTheirLineBreaksQuotesAndBlanks) {
   EXPECT_EQ(LoadStringId(117),
             L"Please login after the computer has restarted to complete the packaging process.\r\n\r\nClick \"OK\" "
             L"to restart now. ");
-  EXPECT_EQ(LoadStringId(113),
-            L"System will reboot.\r\nClick \"Yes\" to cancel.\r\nOr Click \"No\" to continue packaging.");
-  EXPECT_EQ(LoadStringId(103), L"Tellurex Merovane - Packaging in progress");
   EXPECT_EQ(LoadStringId(104), L"");
 }
 

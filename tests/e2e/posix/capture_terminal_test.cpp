@@ -76,7 +76,7 @@ TEST_F(PhaseOne, PackagerAnswersAtTheTerminal) {
   EXPECT_NE(output.find("please wait.\r\n\r\x1b[K| 0 s"), std::string::npos) << output;
   EXPECT_NE(output.find("\r\x1b[KFinalize Package"), std::string::npos) << output;
 
-  EXPECT_EQ(Messages(L"wmain", true), Lines{L"User has canceled the provisioning!"});
+  EXPECT_EQ(Messages(), Lines{L"User has canceled the provisioning!"});
   EXPECT_EQ(testsupport::ReadFile(volume_ + L"\\notes.txt"),
             "\xFF\xFE" + Utf16(L"first line\r\nsecond line"));
   const std::wstring state = platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"));

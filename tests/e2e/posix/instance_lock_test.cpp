@@ -66,7 +66,7 @@ TEST_F(KestrelCommandLine, AnotherUserCannotHoldTheCapturesLock) {
   EXPECT_EQ(Kestrel({L"<phasetwo>"}).exitCode, platform::ExitCodeAsSeen(-26));
   testsupport::WriteFile(markers / L"release", "");
   EXPECT_EQ(ExitOf(squatter), 0);
-  EXPECT_EQ(Messages(L"wmain", true), Lines{kNoStateLine});
+  EXPECT_EQ(Messages(), Lines{kNoStateLine});
 }
 
 }  // namespace

@@ -1,301 +1,304 @@
 // kestrel-reg as people and agents run it: the real program on a store of
-// the test's own, judged by exit codes, messages and the bytes it writes.
+// the test's own, judged by exit codes, messages and the bytes it writes;
+// its hives read back by an independent reader (hivexregedit), and the
+// agent's setup it makes read by the program's own code.
 #include <gtest/gtest.h>
-#include <fcntl.h>
-#include <limits.h>
-#include <spawn.h>
-#include <stdlib.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <fstream>
-#include <iterator>
-#include <optional>
+#include <algorithm>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "driver/service_parameters.h"
+#include "inventory/recording.h"
+#include "platform/common/regf.h"
+#include "platform/common/regfile.h"
+#include "platform/files.h"
+#include "platform/posix/posix_util.h"
+#include "platform/process.h"
 #include "platform/text.h"
+#include "support/programs.h"
 #include "support/scratch.h"
+#include "support/stand_in_agent.h"
 
-extern char** environ;
+namespace regf = platform::regf;
 
 namespace {
 
-std::string ReadBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-void WriteBytes(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-bool Exists(const std::string& path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0;
-}
-
-std::string ProgramPath() {
-  char self[PATH_MAX] = {};
-  ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
-  std::string folder = n > 0 ? std::string(self, n) : std::string();
-  folder = folder.substr(0, folder.rfind('/'));
-  return folder + "/../bin/kestrel-reg";
-}
-
 std::string Utf16File(const std::wstring& text) { return "\xFF\xFE" + platform::ToUtf16Le(text); }
 
-struct Result {
-  int code = -1;
-  std::string out;
-  std::string err;
-};
+// The scratch folder as a plain POSIX path, as people give kestrel-reg.
+std::wstring Native(const std::wstring& path) {
+  std::string native;
+  uint32_t error = 0;
+  EXPECT_TRUE(platform::posix::MapPath(path, native, error));
+  return platform::FromUtf8(native);
+}
+
+void AddLines(const regf::TreeKey& key, const std::string& path, std::vector<std::string>& lines) {
+  lines.push_back(path);
+  for (const auto& value : key.values) {
+    lines.push_back(path + " | " + platform::ToUtf8(value.name) + " | " + std::to_string(value.type) + " | " + value.data);
+  }
+  for (const auto& child : key.children) AddLines(child, path + "\\" + platform::ToUtf8(child.name), lines);
+}
+
+// Every key and value of the tree that .reg text makes, one line each and
+// sorted (hivexregedit lists values by name), key paths after prefix.
+std::vector<std::string> TreeLines(const std::string& text, const std::wstring& prefix) {
+  std::vector<platform::regfile::Operation> operations, kept;
+  platform::regfile::ParseError error;
+  EXPECT_TRUE(platform::regfile::Parse(text, operations, error)) << platform::ToUtf8(error.message);
+  for (auto op : operations) {
+    EXPECT_EQ(op.key.compare(0, prefix.size(), prefix), 0) << platform::ToUtf8(op.key);
+    op.key.erase(0, prefix.size());
+    if (!op.key.empty()) kept.push_back(op);  // not the root key itself
+  }
+  regf::TreeKey root;
+  EXPECT_TRUE(regf::BuildTree(kept, root, error)) << platform::ToUtf8(error.message);
+  std::vector<std::string> lines;
+  AddLines(root, "", lines);
+  std::sort(lines.begin(), lines.end());
+  return lines;
+}
 
 class KestrelReg : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/kestrel-reg-e2e-XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(pattern));
-    folder_ = pattern;
-    store_ = folder_ + "/store/registry.db";
-    registry_.emplace(L"KESTREL_REGISTRY", platform::FromUtf8(store_));
-    ASSERT_TRUE(Exists(ProgramPath())) << ProgramPath();
-  }
-  void TearDown() override {
-    registry_.reset();
-    testsupport::RemoveTree(platform::FromUtf8(folder_));
-  }
-
-  // Starts the program with its output going to files named after tag.
-  pid_t Start(const std::vector<std::string>& args, const std::string& tag) {
-    const std::string program = ProgramPath();
-    std::vector<char*> argv{const_cast<char*>(program.c_str())};
-    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    const std::string out = folder_ + "/" + tag + ".out", err = folder_ + "/" + tag + ".err";
-    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    pid_t pid = -1;
-    int rc = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    EXPECT_EQ(0, rc);
-    return rc == 0 ? pid : -1;
-  }
-
-  Result Finish(pid_t pid, const std::string& tag) {
-    Result result;
-    int status = 0;
-    if (pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status)) result.code = WEXITSTATUS(status);
-    result.out = ReadBytes(folder_ + "/" + tag + ".out");
-    result.err = ReadBytes(folder_ + "/" + tag + ".err");
+  testsupport::RunResult Reg(const std::vector<std::wstring>& args) {
+    const auto result = testsupport::Run(testsupport::BuiltProgram(L"kestrel-reg"), args);
+    EXPECT_EQ(result.startError, 0u);
     return result;
   }
 
-  Result Reg(const std::vector<std::string>& args) { return Finish(Start(args, "run"), "run"); }
-
-  std::optional<testsupport::ScopedEnv> registry_;
-  std::string folder_;
-  std::string store_;
+  testsupport::ScratchFolder scratch_;
+  const std::wstring folder_ = Native(scratch_.path());
+  testsupport::ScopedEnv registry_{L"KESTREL_REGISTRY", folder_ + L"/registry.db"};
 };
 
-TEST_F(KestrelReg, HelpAndWrongUsage) {
-  Result help = Reg({"--help"});
-  EXPECT_EQ(0, help.code);
-  EXPECT_NE(std::string::npos, help.out.find("Usage: kestrel-reg"));
-  EXPECT_NE(std::string::npos, help.out.find("\\0")) << "says how multi-strings are written";
-
-  for (const auto& args : std::vector<std::vector<std::string>>{
-           {}, {"frobnicate"}, {"get"}, {"set", "HKLM\\SOFTWARE\\X", "v", "REG_SZ"},
-           {"export", "HKLM\\SOFTWARE\\X"}, {"get", "HKCU\\Software"}, {"delete", "HKLM"}}) {
-    Result r = Reg(args);
-    EXPECT_EQ(1, r.code) << (args.empty() ? "" : args[0]);
-    EXPECT_NE(std::string::npos, r.err.find("Usage: kestrel-reg")) << r.err;
-  }
-  EXPECT_FALSE(Exists(store_)) << "wrong usage writes nothing";
-}
-
 TEST_F(KestrelReg, SetGetAndDeleteEveryType) {
-  const std::string key = "HKLM\\SOFTWARE\\Vendor\\App";
-  struct Case {
-    std::string name, type, data, shown;
-  };
-  const std::vector<Case> cases = {
-      {"@", "REG_SZ", "the default", "the default"},
-      {"Path", "reg_sz", "C:\\Program Files\\App", "C:\\Program Files\\App"},
-      {"Expand", "REG_EXPAND_SZ", "%ProgramFiles%\\App", "%ProgramFiles%\\App"},
-      {"Dec", "REG_DWORD", "4294967295", "0xffffffff"},
-      {"Hex", "REG_DWORD", "0x2A", "0x2a"},
-      {"Big", "REG_QWORD", "0x123456789abcdef0", "0x123456789abcdef0"},
-      {"List", "REG_MULTI_SZ", "one\\0two\\0caf\xc3\xa9", "one\\0two\\0caf\xc3\xa9"},
-      {"Bytes", "REG_BINARY", "00 ff,10a0", "00,ff,10,a0"},
-      {"Nothing", "REG_NONE", "", ""},
+  const std::wstring key = L"HKLM\\SOFTWARE\\Vendor\\App";
+  const struct {
+    const wchar_t *name, *type, *data;
+    const char* shown;
+  } cases[] = {
+      {L"@", L"REG_SZ", L"the default", "the default"},
+      {L"Path", L"reg_sz", L"C:\\Program Files\\App", "C:\\Program Files\\App"},
+      {L"Expand", L"REG_EXPAND_SZ", L"%ProgramFiles%\\App", "%ProgramFiles%\\App"},
+      {L"Dec", L"REG_DWORD", L"4294967295", "0xffffffff"},
+      {L"Hex", L"REG_DWORD", L"0x2A", "0x2a"},
+      {L"Big", L"REG_QWORD", L"0x123456789abcdef0", "0x123456789abcdef0"},
+      {L"List", L"REG_MULTI_SZ", L"one\\0two\\0caf\u00e9", "one\\0two\\0caf\xc3\xa9"},
+      {L"Bytes", L"REG_BINARY", L"00 ff,10a0", "00,ff,10,a0"},
+      {L"Nothing", L"REG_NONE", L"", ""},
   };
   for (const auto& c : cases) {
-    Result r = Reg({"set", key, c.name, c.type, c.data});
-    ASSERT_EQ(0, r.code) << c.name << ": " << r.err;
+    ASSERT_EQ(Reg({L"set", key, c.name, c.type, c.data}).exitCode, 0u) << c.shown;
   }
   for (const auto& c : cases) {
-    Result r = Reg({"get", "HKEY_LOCAL_MACHINE\\software\\vendor\\APP", c.name});
-    EXPECT_EQ(0, r.code) << r.err;
-    EXPECT_EQ(c.shown + "\n", r.out) << c.name;
+    const auto r = Reg({L"get", L"HKEY_LOCAL_MACHINE\\software\\vendor\\APP", c.name});
+    EXPECT_EQ(r.exitCode, 0u);
+    EXPECT_EQ(r.output, std::string(c.shown) + "\n");
   }
-  EXPECT_EQ("the default\n", Reg({"get", key, ""}).out) << "an empty name is the default too";
+  EXPECT_EQ(Reg({L"get", key, L""}).output, "the default\n") << "an empty name is the default too";
 
-  Reg({"set", key + "\\Child", "x", "REG_DWORD", "1"});
-  Result listing = Reg({"get", key});
-  EXPECT_EQ(0, listing.code);
-  EXPECT_NE(std::string::npos, listing.out.find("    @    REG_SZ    the default\n"));
-  EXPECT_NE(std::string::npos, listing.out.find("    Dec    REG_DWORD    0xffffffff\n"));
-  EXPECT_NE(std::string::npos, listing.out.find("HKEY_LOCAL_MACHINE\\SOFTWARE\\Vendor\\App\\Child\n"));
+  Reg({L"set", key + L"\\Child", L"x", L"REG_DWORD", L"1"});
+  const std::string listing = Reg({L"get", key}).output;
+  for (const char* line : {"    @    REG_SZ    the default\n", "    Dec    REG_DWORD    0xffffffff\n",
+                           "HKEY_LOCAL_MACHINE\\SOFTWARE\\Vendor\\App\\Child\n"})
+    EXPECT_NE(listing.find(line), std::string::npos) << listing;
 
-  EXPECT_EQ(0, Reg({"delete", key, "Path"}).code);
-  Result gone = Reg({"get", key, "Path"});
-  EXPECT_EQ(2, gone.code);
-  EXPECT_NE(std::string::npos, gone.err.find("\"Path\"")) << gone.err;
-  EXPECT_EQ(0, Reg({"delete", "HKLM\\SOFTWARE\\Vendor"}).code);
-  EXPECT_EQ(2, Reg({"get", key}).code);
+  EXPECT_EQ(Reg({L"delete", key, L"Path"}).exitCode, 0u);
+  EXPECT_EQ(Reg({L"get", key, L"Path"}).exitCode, 2u);
+  EXPECT_EQ(Reg({L"delete", L"HKLM\\SOFTWARE\\Vendor"}).exitCode, 0u);
+  EXPECT_EQ(Reg({L"get", key}).exitCode, 2u);
 }
 
-TEST_F(KestrelReg, BadTypeOrDataIsUsageAndWritesNothing) {
-  Result r = Reg({"set", "HKLM\\SOFTWARE\\X", "v", "REG_FOO", "1"});
-  EXPECT_EQ(1, r.code);
-  EXPECT_NE(std::string::npos, r.err.find("unknown type \"REG_FOO\"")) << r.err;
-  r = Reg({"set", "HKLM\\SOFTWARE\\X", "v", "REG_DWORD", "4294967296"});
-  EXPECT_EQ(1, r.code);
-  EXPECT_NE(std::string::npos, r.err.find("\"4294967296\" is not a 32-bit number")) << r.err;
-  EXPECT_EQ(1, Reg({"set", "HKLM\\SOFTWARE\\X", "v", "REG_BINARY", "0g"}).code);
-  EXPECT_EQ(1, Reg({"set", "HKLM\\SOFTWARE\\X", "v", "REG_QWORD", "-1"}).code);
-  EXPECT_FALSE(Exists(store_));
-}
-
-TEST_F(KestrelReg, MissingKeysAreNamed) {
-  ASSERT_EQ(0, Reg({"set", "HKLM\\SOFTWARE\\Here", "v", "REG_SZ", "x"}).code);
-  const std::string before = ReadBytes(store_);
-  for (const auto& args : std::vector<std::vector<std::string>>{
-           {"get", "HKLM\\SOFTWARE\\Nope"},
-           {"get", "HKLM\\SOFTWARE\\Nope", "v"},
-           {"delete", "HKLM\\SOFTWARE\\Nope"},
-           {"delete", "HKLM\\SOFTWARE\\Nope", "v"},
-           {"export", "HKLM\\SOFTWARE\\Nope", folder_ + "/out.reg"}}) {
-    Result r = Reg(args);
-    EXPECT_EQ(2, r.code) << args[0];
-    EXPECT_NE(std::string::npos, r.err.find("HKEY_LOCAL_MACHINE\\SOFTWARE\\Nope")) << r.err;
-    EXPECT_NE(std::string::npos, r.err.find("not found (error 2)")) << r.err;
-  }
-  EXPECT_FALSE(Exists(folder_ + "/out.reg"));
-  EXPECT_EQ(before, ReadBytes(store_));
-}
-
-// What regedit writes for a small tree, byte for byte.
-const std::wstring kExport =
-    L"Windows Registry Editor Version 5.00\r\n"
-    L"\r\n"
-    L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contoso]\r\n"
-    L"@=\"Contoso \\\"Suite\\\"\"\r\n"
-    L"\"InstallDir\"=\"C:\\\\Program Files\\\\Contoso\"\r\n"
-    L"\"Version\"=dword:00010002\r\n"
-    L"\"Blob\"=hex:00,01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,15,\\\r\n"
-    L"  16,17,18,19,1a,1b,1c,1d,1e,1f\r\n"
-    L"\"Size\"=hex(b):00,10,00,00,00,00,00,00\r\n"
-    L"\r\n"
-    L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contoso\\Plugins]\r\n"
-    L"\"Search\"=hex(7):61,00,00,00,62,00,00,00,00,00\r\n"
-    L"\"Home\"=hex(2):25,00,55,00,53,00,45,00,52,00,50,00,52,00,4f,00,46,00,49,00,4c,\\\r\n"
-    L"  00,45,00,25,00,00,00\r\n"
-    L"\r\n"
-    L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contoso\\\u00c9t\u00e9]\r\n"
-    L"\r\n";
-
-TEST_F(KestrelReg, ImportThenExportGivesTheSameBytes) {
-  const std::string input = folder_ + "/in.reg", output = folder_ + "/out.reg";
-  WriteBytes(input, Utf16File(kExport));
-  Result r = Reg({"import", input});
-  ASSERT_EQ(0, r.code) << r.err;
-  r = Reg({"export", "hklm\\software\\contoso", output});
-  ASSERT_EQ(0, r.code) << r.err;
-  EXPECT_EQ(ReadBytes(input), ReadBytes(output));
-
-  // The same text in UTF-8 imports to the same registry.
-  Reg({"delete", "HKLM\\SOFTWARE\\Contoso"});
-  WriteBytes(input, platform::ToUtf8(kExport));
-  ASSERT_EQ(0, Reg({"import", input}).code);
-  ASSERT_EQ(0, Reg({"export", "HKLM\\SOFTWARE\\Contoso", output}).code);
-  EXPECT_EQ(Utf16File(kExport), ReadBytes(output));
-}
-
-TEST_F(KestrelReg, BadImportNamesItsLineAndChangesNothing) {
-  ASSERT_EQ(0, Reg({"set", "HKLM\\SOFTWARE\\Before", "v", "REG_DWORD", "1"}).code);
-  const std::string before = ReadBytes(store_);
-  const std::string file = folder_ + "/bad.reg";
-  const std::wstring head = L"Windows Registry Editor Version 5.00\r\n\r\n"
-                            L"[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Before]\r\n"
-                            L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\New]\r\n"
-                            L"\"a\"=dword:00000001\r\n";
-  struct Case {
-    std::wstring tail;
+// Each way a command fails: its exit status (1 wrong usage, 2 failed), what
+// it says, and nothing in the folder changed: not the store, not a hive
+// already there, no file left behind.
+TEST_F(KestrelReg, EachFailureSaysWhatAndChangesNothing) {
+  ASSERT_EQ(Reg({L"set", L"HKLM\\SOFTWARE\\Before", L"v", L"REG_DWORD", L"1"}).exitCode, 0u);
+  testsupport::WriteFile(folder_ + L"/tarnhold.dat", "keep me");
+  const std::wstring head = L"Windows Registry Editor Version 5.00\r\n\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Before]\r\n"
+                            L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\New]\r\n\"a\"=dword:00000001\r\n";
+  const std::string mkhive = "Windows Registry Editor Version 5.00\n[MACHINE\\A]\n";
+  const std::wstring in = folder_ + L"/in.reg", hive = folder_ + L"/tarnhold.dat";
+  const struct {
+    std::vector<std::wstring> args;
+    std::string file;  // in.reg
+    uint32_t code;
     std::string says;
-  };
-  const std::vector<Case> cases = {
-      {L"\"b\"=dword:zz\r\n", "line 6: "},
-      {L"\"b\"=hex:01,\\\r\n  02,\\\r\n  0x\r\n", "line 8: "},
-      {L"\r\n[HKEY_CURRENT_USER\\Software\\X]\r\n", "line 7: [HKEY_CURRENT_USER\\Software\\X]"},
+  } cases[] = {
+      {{L"--help"}, "", 0, "as in 'one\\0two'"},
+      {{}, "", 1, "Usage: kestrel-reg"},
+      {{L"frobnicate"}, "", 1, "Usage: kestrel-reg"},
+      {{L"get"}, "", 1, "wrong number of arguments for get"},
+      {{L"set", L"HKLM\\SOFTWARE\\X", L"v", L"REG_SZ"}, "", 1, "Usage: kestrel-reg"},
+      {{L"export", L"HKLM\\SOFTWARE\\X"}, "", 1, "Usage: kestrel-reg"},
+      {{L"get", L"HKCU\\Software"}, "", 1, "Usage: kestrel-reg"},
+      {{L"delete", L"HKLM"}, "", 1, "Usage: kestrel-reg"},
+      {{L"mkhive", in}, "", 1, "wrong number of arguments for mkhive"},
+      {{L"set", L"HKLM\\SOFTWARE\\X", L"v", L"REG_FOO", L"1"}, "", 1, "unknown type \"REG_FOO\""},
+      {{L"set", L"HKLM\\SOFTWARE\\X", L"v", L"REG_DWORD", L"4294967296"}, "", 1, "\"4294967296\" is not a 32-bit number"},
+      {{L"set", L"HKLM\\SOFTWARE\\X", L"v", L"REG_BINARY", L"0g"}, "", 1, "\"0g\" is not a list of hex bytes"},
+      {{L"set", L"HKLM\\SOFTWARE\\X", L"v", L"REG_QWORD", L"-1"}, "", 1, "\"-1\" is not a 64-bit number"},
+      {{L"get", L"HKLM\\SOFTWARE\\Nope"}, "", 2, "HKEY_LOCAL_MACHINE\\SOFTWARE\\Nope: not found (error 2)"},
+      {{L"get", L"HKLM\\SOFTWARE\\Nope", L"v"}, "", 2, "HKEY_LOCAL_MACHINE\\SOFTWARE\\Nope: not found (error 2)"},
+      {{L"get", L"HKLM\\SOFTWARE\\Before", L"Path"}, "", 2, "\"Path\""},
+      {{L"delete", L"HKLM\\SOFTWARE\\Nope"}, "", 2, "HKEY_LOCAL_MACHINE\\SOFTWARE\\Nope: not found (error 2)"},
+      {{L"delete", L"HKLM\\SOFTWARE\\Nope", L"v"}, "", 2, "HKEY_LOCAL_MACHINE\\SOFTWARE\\Nope: not found (error 2)"},
+      {{L"export", L"HKLM\\SOFTWARE\\Nope", folder_ + L"/out.reg"}, "", 2,
+       "HKEY_LOCAL_MACHINE\\SOFTWARE\\Nope: not found (error 2)"},
+      {{L"import", in}, Utf16File(head + L"\"b\"=dword:zz\r\n"), 2, "in.reg: line 6: "},
+      {{L"import", in}, Utf16File(head + L"\"b\"=hex:01,\\\r\n  02,\\\r\n  0x\r\n"), 2, "in.reg: line 8: "},
+      {{L"import", in}, Utf16File(head + L"\r\n[HKEY_CURRENT_USER\\Software\\X]\r\n"), 2,
+       "in.reg: line 7: [HKEY_CURRENT_USER\\Software\\X]"},
+      // A value name over 16383 characters fails only in the registry, after
+      // the file has already deleted and created keys.
+      {{L"import", in}, Utf16File(head + L"\"" + std::wstring(16384, L'n') + L"\"=dword:00000002\r\n"), 2,
+       "line 6: the value"},
+      {{L"import", folder_ + L"/none.reg"}, "", 2, "none.reg"},
+      {{L"mkhive", in, hive}, mkhive + "\"v\"=dword:xyz\n", 2, "in.reg: line 3: "},
+      {{L"mkhive", in, hive}, mkhive + "\n[MACHINE\\\\B]\n", 2, "in.reg: line 4: "},
+      {{L"mkhive", in, hive}, "Windows Registry Editor Version 5.00\n[MACHINE\\A\\]\n", 2,
+       "in.reg: line 2: [MACHINE\\A\\] has an empty key name; no hive was written"},
+      {{L"mkhive", in, hive}, "REGEDIT9\n", 2, "in.reg: line 1: "},
+      {{L"mkhive", folder_ + L"/missing.reg", hive}, "", 2, "cannot read"},
   };
   for (const auto& c : cases) {
-    WriteBytes(file, Utf16File(head + c.tail));
-    Result r = Reg({"import", file});
-    EXPECT_EQ(2, r.code);
-    EXPECT_NE(std::string::npos, r.err.find(file + ": " + c.says)) << r.err;
-    EXPECT_NE(std::string::npos, r.err.find("nothing was imported")) << r.err;
-    EXPECT_EQ(before, ReadBytes(store_));
+    SCOPED_TRACE(c.says);
+    platform::RemoveFile(in);
+    if (!c.file.empty()) testsupport::WriteFile(in, c.file);
+    const auto before = testsupport::TreeSnapshot(scratch_.path());
+    const auto r = Reg(c.args);
+    EXPECT_EQ(r.exitCode, c.code);
+    EXPECT_NE(r.output.find(c.says), std::string::npos) << r.output.substr(0, 300);
+    EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(scratch_.path())),
+              std::vector<std::wstring>{});
   }
-  Result missing = Reg({"import", folder_ + "/none.reg"});
-  EXPECT_EQ(2, missing.code);
-  EXPECT_NE(std::string::npos, missing.err.find("none.reg")) << missing.err;
-  EXPECT_EQ("0x1\n", Reg({"get", "HKLM\\SOFTWARE\\Before", "v"}).out);
+  EXPECT_EQ(Reg({L"get", L"HKLM\\SOFTWARE\\Before", L"v"}).output, "0x1\n");
 }
 
-TEST_F(KestrelReg, AFailingApplyRollsBackWhatCameBefore) {
-  // A value name over 16383 characters passes the parser and fails only in
-  // the registry, after the file has already deleted and created keys.
-  ASSERT_EQ(0, Reg({"set", "HKLM\\SOFTWARE\\Before", "v", "REG_DWORD", "1"}).code);
-  const std::string before = ReadBytes(store_);
-  const std::wstring longName(16384, L'n');
-  const std::string file = folder_ + "/late.reg";
-  WriteBytes(file, Utf16File(L"Windows Registry Editor Version 5.00\r\n\r\n"
-                             L"[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Before]\r\n"
-                             L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\New]\r\n"
-                             L"\"ok\"=dword:00000001\r\n"
-                             L"\"" + longName + L"\"=dword:00000002\r\n"));
-  Result r = Reg({"import", file});
-  EXPECT_EQ(2, r.code);
-  EXPECT_NE(std::string::npos, r.err.find("line 6: the value")) << r.err.substr(0, 200);
-  EXPECT_NE(std::string::npos, r.err.find("error 87")) << r.err.substr(0, 200);
-  EXPECT_EQ(before, ReadBytes(store_));
-  EXPECT_EQ(2, Reg({"get", "HKLM\\SOFTWARE\\New"}).code);
+TEST_F(KestrelReg, ImportThenExportGivesRegeditsBytes) {
+  const std::wstring exported =
+      L"Windows Registry Editor Version 5.00\r\n"
+      L"\r\n"
+      L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contoso]\r\n"
+      L"@=\"Contoso \\\"Suite\\\"\"\r\n"
+      L"\"InstallDir\"=\"C:\\\\Program Files\\\\Contoso\"\r\n"
+      L"\"Version\"=dword:00010002\r\n"
+      L"\"Blob\"=hex:00,01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,15,\\\r\n"
+      L"  16,17,18,19,1a,1b,1c,1d,1e,1f\r\n"
+      L"\"Size\"=hex(b):00,10,00,00,00,00,00,00\r\n"
+      L"\r\n"
+      L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contoso\\Plugins]\r\n"
+      L"\"Search\"=hex(7):61,00,00,00,62,00,00,00,00,00\r\n"
+      L"\"Home\"=hex(2):25,00,55,00,53,00,45,00,52,00,50,00,52,00,4f,00,46,00,49,00,4c,\\\r\n"
+      L"  00,45,00,25,00,00,00\r\n"
+      L"\r\n"
+      L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contoso\\\u00c9t\u00e9]\r\n"
+      L"\r\n";
+  // regedit's UTF-16 with a mark, and the same text in UTF-8.
+  for (const std::string& input : {Utf16File(exported), platform::ToUtf8(exported)}) {
+    Reg({L"delete", L"HKLM\\SOFTWARE\\Contoso"});
+    testsupport::WriteFile(folder_ + L"/in.reg", input);
+    ASSERT_EQ(Reg({L"import", folder_ + L"/in.reg"}).exitCode, 0u);
+    ASSERT_EQ(Reg({L"export", L"hklm\\software\\contoso", folder_ + L"/out.reg"}).exitCode, 0u);
+    EXPECT_EQ(testsupport::ReadFile(folder_ + L"/out.reg"), Utf16File(exported));
+  }
 }
 
 TEST_F(KestrelReg, ConcurrentSetsAllLand) {
-  constexpr int kWriters = 12;
-  std::vector<pid_t> pids;
-  for (int i = 0; i < kWriters; ++i)
-    pids.push_back(Start({"set", "HKLM\\SOFTWARE\\Busy", "v" + std::to_string(i), "REG_DWORD",
-                          std::to_string(i)},
-                         "w" + std::to_string(i)));
-  for (int i = 0; i < kWriters; ++i) {
-    Result r = Finish(pids[i], "w" + std::to_string(i));
-    EXPECT_EQ(0, r.code) << r.err;
+  std::vector<std::thread> writers;
+  for (int i = 0; i < 12; ++i) {
+    writers.emplace_back([this, i] {
+      const std::wstring n = std::to_wstring(i);
+      EXPECT_EQ(Reg({L"set", L"HKLM\\SOFTWARE\\Busy", L"v" + n, L"REG_DWORD", n}).exitCode, 0u);
+    });
   }
-  for (int i = 0; i < kWriters; ++i) {
-    Result r = Reg({"get", "HKLM\\SOFTWARE\\Busy", "v" + std::to_string(i)});
-    EXPECT_EQ(0, r.code) << r.err;
+  for (auto& writer : writers) writer.join();
+  for (int i = 0; i < 12; ++i) {
     char expected[16];
     std::snprintf(expected, sizeof expected, "0x%x\n", i);
-    EXPECT_EQ(expected, r.out);
+    EXPECT_EQ(Reg({L"get", L"HKLM\\SOFTWARE\\Busy", L"v" + std::to_wstring(i)}).output, expected);
   }
+}
+
+// Hives from .reg text that hivexregedit reads back key for key, value for
+// value: regedit's UTF-16 over an older hive, and what packing has to get
+// right (subkey lists split under an index root, a value larger than a bin,
+// many values and bins), which hivexml reads too.
+TEST_F(KestrelReg, MadeHivesReadBackUnchanged) {
+  const std::string small =
+      "Windows Registry Editor Version 5.00\r\n\r\n[MACHINE\\SOFTWARE\\Classes\\.txt]\r\n@=\"txtfile\"\r\n"
+      "\"Content Type\"=\"text/plain\"\r\n\r\n"
+      "[MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{01234567-89AB-CDEF-FEDC-BA9876543210}]\r\n"
+      "\"DisplayName\"=\"\\\"My App \\\"\"\r\n\"DisplayIcon\"=\"C:\\\\Program Files\\\\My App\\\\app.ico\"\r\n"
+      "\"InstallPath\"=hex(2):25,00,50,00,46,00,25,00,00,00\r\n\"EstimatedSize\"=dword:00001234\r\n"
+      "\"Stamp\"=hex(b):01,02,03,04,05,06,07,08\r\n\"Languages\"=hex(7):65,00,6e,00,00,00,64,00,65,00,00,00,00,00\r\n"
+      "\"Blob\"=hex:de,ad,be,ef\r\n\"Marker\"=hex(0):\r\n\r\n"
+      "[MACHINE\\SOFTWARE\\\xCE\xA9mega \xCE\xBA\xCE\xBB\xCE\xB5\xCE\xB9\xCE\xB4\xCE\xAF]\r\n\"\xCE\xA3\"=\"\xCF\x83\"\r\n"
+      "[MACHINE\\SYSTEM]\r\n";
+  std::string big = "Windows Registry Editor Version 5.00\r\n";
+  for (int i = 0; i < 1300; ++i)
+    big += "[MACHINE\\SOFTWARE\\Classes\\.x" + std::to_string(i) + "]\r\n@=\"X.Doc" + std::to_string(i) + "\"\r\n";
+  big += "[MACHINE\\SOFTWARE\\Big]\r\n\"Blob\"=hex:";
+  for (int i = 0; i < 20000; ++i) big += (i ? "," : "") + std::string(i % 2 ? "5a" : "a5");
+  big += "\r\n";
+  for (int i = 0; i < 600; ++i) big += "\"v" + std::to_string(i) + "\"=dword:" + std::to_string(10000000 + i) + "\r\n";
+
+  const std::wstring reg = folder_ + L"/app.reg", hive = folder_ + L"/tarnhold.dat";
+  testsupport::WriteFile(hive, "old");
+  const struct {
+    std::string text, bytes;
+  } cases[] = {{small, small}, {small, Utf16File(platform::FromUtf8(small))}, {big, big}};
+  for (const auto& c : cases) {
+    testsupport::WriteFile(reg, c.bytes);
+    const auto run = Reg({L"mkhive", reg, hive});
+    ASSERT_EQ(run.exitCode, 0u) << run.output;
+    EXPECT_EQ(run.output, "");
+    const auto exported = testsupport::Run(
+        L"/bin/sh", {L"-c", L"hivexregedit --export --prefix 'HKEY_LOCAL_MACHINE\\X' '" + hive + L"' '\\' 2>/dev/null"});
+    ASSERT_EQ(exported.exitCode, 0u) << "hivexregedit refused the hive";
+    EXPECT_EQ(TreeLines(exported.output, L"HKEY_LOCAL_MACHINE\\X\\"), TreeLines(c.text, L""));
+    EXPECT_EQ(testsupport::Run(L"/bin/sh", {L"-c", L"hivexml '" + hive + L"' > /dev/null"}).exitCode, 0u);
+  }
+}
+
+// The README's setup of the agent service for a test or a demo, carried out
+// with kestrel-reg, then read and used by the program's own code.
+TEST_F(KestrelReg, PreparesTheAgentServiceForRecording) {
+  const std::wstring service = L"HKLM\\SYSTEM\\CurrentControlSet\\Services\\thservice";
+  const std::wstring parameters = service + L"\\Parameters", volume = L"{5B0C3F0E-7A7D-4F0B-9C55-1D2E3F405162}";
+  testsupport::StandInAgent agent(folder_ + L"/thservice", 0);
+  for (const std::vector<std::wstring>& set : {
+           std::vector<std::wstring>{service, L"ImagePath", L"REG_EXPAND_SZ", L"\"" + agent.path() + L"\""},
+           {parameters, L"NewVolumeUUID", L"REG_SZ", volume},
+           {parameters, L"RegistryPath", L"REG_SZ", L"\\REGISTRY\\MACHINE\\TH_" + volume}}) {
+    std::vector<std::wstring> arguments{L"set"};
+    arguments.insert(arguments.end(), set.begin(), set.end());
+    ASSERT_EQ(Reg(arguments).exitCode, 0u);
+  }
+  std::wstring volumeId, appId;
+  Get_VolumeId(volumeId);
+  EXPECT_EQ(volumeId, volume);
+  // Without an AppID the program makes one and stores it for the agent.
+  ASSERT_TRUE(get_current_app_id(appId));
+  EXPECT_EQ(Reg({L"get", parameters, L"AppID"}).output, platform::ToUtf8(appId) + "\n");
+
+  uint32_t session = 0;
+  ASSERT_EQ(platform::CurrentSessionId(session), 0u);
+  ASSERT_TRUE(startstop_recording(true, appId, volumeId, false));
+  const auto calls = agent.Calls();
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0].arguments,
+            (std::vector<std::wstring>{L"recordon", std::to_wstring(session) + L";" + appId + L";" + volume + L";0"}));
+
+  // Dropping NewVolumeUUID leaves the agent's RegistryPath to name the volume.
+  ASSERT_EQ(Reg({L"delete", parameters, L"NewVolumeUUID"}).exitCode, 0u);
+  volumeId.clear();
+  Get_VolumeId(volumeId);
+  EXPECT_EQ(volumeId, volume);
 }
 
 }  // namespace

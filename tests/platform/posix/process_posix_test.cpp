@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <fstream>
+#include <cstdio>
 
 #include "platform/process.h"
 #include "platform/text.h"
@@ -17,15 +17,6 @@ TEST(ProcessPosix, AFileWithoutTheRightToRunIsAccessDenied) {
   testsupport::WriteFile(script, "#!/bin/sh\nexit 0\n");
   uint32_t code = 0;
   EXPECT_EQ(platform::RunProcess(L"\"" + script + L"\" recordon", code), 5u);
-}
-
-TEST(ProcessPosix, SessionIsTheAuditSessionOrZero) {
-  std::ifstream file("/proc/self/sessionid");
-  unsigned long long audit = 0;
-  const bool known = file && (file >> audit) && audit != 0xFFFFFFFFull;
-  uint32_t session = 12345;
-  ASSERT_EQ(platform::CurrentSessionId(session), 0u);
-  EXPECT_EQ(session, known ? audit : 0u);
 }
 
 TEST(ProcessPosix, TheChildInheritsNoOtherOpenFiles) {

@@ -65,51 +65,46 @@ TEST(LinuxManagementClasses, AnswerTheWindowsPropertiesFromLinuxFacts) {
 }
 
 TEST(LinuxManagementClasses, MachineNamesMapToWindowsArchitectures) {
-  EXPECT_EQ(ArchitectureOfMachine("x86_64"), 9);
-  EXPECT_EQ(ArchitectureOfMachine("i686"), 0);
-  EXPECT_EQ(ArchitectureOfMachine("i386"), 0);
-  EXPECT_EQ(ArchitectureOfMachine("aarch64"), 12);
-  EXPECT_EQ(ArchitectureOfMachine("armv7l"), 5);
-  EXPECT_EQ(ArchitectureOfMachine("riscv64"), 0xFFFF);
+  const std::pair<const char*, int> kRows[] = {
+      {"x86_64", 9}, {"i686", 0}, {"i386", 0}, {"aarch64", 12}, {"armv7l", 5}, {"riscv64", 0xFFFF},
+  };
+  for (const auto& [machine, architecture] : kRows) EXPECT_EQ(ArchitectureOfMachine(machine), architecture) << machine;
   LinuxFacts facts;
   facts.machine = "riscv64";
   EXPECT_EQ(Text(facts, L"Win32_PROCESSOR", L"DataWidth"), L"64");
 }
 
 TEST(LinuxLocale, LanguageAndCountryFromTheLocaleName) {
-  std::string language, country;
-  ASSERT_TRUE(ParseLocaleName("en_US.UTF-8", language, country));
-  EXPECT_EQ(language + "|" + country, "en|US");
-  ASSERT_TRUE(ParseLocaleName("de_CH@euro", language, country));
-  EXPECT_EQ(language + "|" + country, "de|CH");
-  ASSERT_TRUE(ParseLocaleName("FIL_ph", language, country));
-  EXPECT_EQ(language + "|" + country, "fil|PH");
-  ASSERT_TRUE(ParseLocaleName("fr", language, country));
-  EXPECT_EQ(language + "|" + country, "fr|");
-  for (const char* none : {"C", "C.UTF-8", "POSIX", "", "e1_US", "english_US"}) {
-    EXPECT_FALSE(ParseLocaleName(none, language, country)) << none;
+  const std::pair<const char*, const char*> kRows[] = {
+      {"en_US.UTF-8", "en|US"}, {"de_CH@euro", "de|CH"}, {"FIL_ph", "fil|PH"}, {"fr", "fr|"},
+      {"C", nullptr},           {"C.UTF-8", nullptr},    {"POSIX", nullptr},   {"", nullptr},
+      {"e1_US", nullptr},       {"english_US", nullptr},
+  };
+  for (const auto& [name, parsed] : kRows) {
+    std::string language, country;
+    EXPECT_EQ(ParseLocaleName(name, language, country), parsed != nullptr) << name;
+    if (parsed) {
+      EXPECT_EQ(language + "|" + country, parsed);
+    }
   }
   EXPECT_EQ(NetBiosName("packaging-machine-01.corp.example"), "PACKAGING-MACHI");
   EXPECT_EQ(NetBiosName("vm"), "VM");
 }
 
-// The locale comes from the environment, the English names from ICU.
+// The locale comes from the environment, the English names from ICU; an
+// empty variable counts as not set.
 TEST(LinuxLocale, UserInterfaceLanguageFollowsTheEnvironment) {
-  // An empty variable counts as not set.
-  const auto names = [](const wchar_t* lcAll, const wchar_t* lang) {
-    testsupport::ScopedEnv all(L"LC_ALL", lcAll), messages(L"LC_MESSAGES", L""), language(L"LANG", lang);
-    return UserInterfaceLocale();
+  const std::tuple<const wchar_t*, const wchar_t*, const wchar_t*> kRows[] = {
+      {L"", L"en_US.UTF-8", L"en|US|English|United States"},
+      {L"pt_BR.UTF-8", L"en_US.UTF-8", L"pt|BR|Portuguese|Brazil"},
+      {L"", L"xq_QQ.UTF-8", L"xq|QQ||"},  // no names known for these
+      {L"", L"C.UTF-8", L"|||"},
   };
-  LocaleNames n = names(L"", L"en_US.UTF-8");
-  EXPECT_EQ(n.iso639 + L"|" + n.iso3166 + L"|" + n.englishLanguage + L"|" + n.englishCountry,
-            L"en|US|English|United States");
-  n = names(L"pt_BR.UTF-8", L"en_US.UTF-8");
-  EXPECT_EQ(n.iso639 + L"|" + n.iso3166 + L"|" + n.englishLanguage + L"|" + n.englishCountry,
-            L"pt|BR|Portuguese|Brazil");
-  n = names(L"", L"xq_QQ.UTF-8");  // no names known for these
-  EXPECT_EQ(n.iso639 + L"|" + n.iso3166 + L"|" + n.englishLanguage + L"|" + n.englishCountry, L"xq|QQ||");
-  n = names(L"", L"C.UTF-8");
-  EXPECT_EQ(n.iso639, L"");
+  for (const auto& [lcAll, lang, expected] : kRows) {
+    testsupport::ScopedEnv all(L"LC_ALL", lcAll), messages(L"LC_MESSAGES", L""), language(L"LANG", lang);
+    const LocaleNames n = UserInterfaceLocale();
+    EXPECT_EQ(n.iso639 + L"|" + n.iso3166 + L"|" + n.englishLanguage + L"|" + n.englishCountry, expected);
+  }
 }
 
 }  // namespace
