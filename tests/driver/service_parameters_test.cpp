@@ -7,7 +7,6 @@
 #include "foundation/log.h"
 #include "platform/registry.h"
 #include "platform/text.h"
-#include "driver/agent_log.h"
 #include "support/scratch.h"
 
 namespace reg = platform::registry;

@@ -10,7 +10,6 @@
 #include "platform/process.h"
 #include "platform/registry.h"
 #include "platform/text.h"
-#include "driver/agent_log.h"
 #include "support/scratch.h"
 #include "support/stand_in_agent.h"
 

@@ -209,4 +209,13 @@ std::wstring WithoutSource(const std::wstring& line) {
   return line.substr(i + 2);
 }
 
+std::vector<std::wstring> AgentLogMessages(const std::wstring& installDir) {
+  std::vector<std::wstring> messages;
+  for (const auto& line : LogLines(installDir + L"\\Logs\\thcapture.log")) {
+    const std::wstring text = WithoutSource(line);
+    messages.push_back(text == line ? line : line.substr(0, line.find(L'@')) + L": " + text);
+  }
+  return messages;
+}
+
 }  // namespace testsupport

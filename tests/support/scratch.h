@@ -115,5 +115,8 @@ class ScratchLog {
 
 // "function@digits: " removed from the start of a line, when there.
 std::wstring WithoutSource(const std::wstring& line);
+// The log under an agent's install folder as "function: text", one entry a
+// line; lines without a source stay as they are.
+std::vector<std::wstring> AgentLogMessages(const std::wstring& installDir);
 
 }  // namespace testsupport
