@@ -55,7 +55,9 @@ class Inventory : public ::testing::Test {
   void SetUp() override {
     reg::DeleteKeyTree(kAgentParametersKey);
     ASSERT_EQ(0u, reg::CreateKey(kAgentParametersKey, reg::kAllAccess, parameters_));
-    run_ = {.volumePath = volume_.path(), .appId = kAppId, .volumeId = L""};
+    run_ = CaptureRun{};
+    run_.volumePath = volume_.path();
+    run_.appId = kAppId;
   }
   void TearDown() override { reg::DeleteKeyTree(kAgentParametersKey); }
   std::wstring InPackage(const std::wstring& below) { return volume_ / (std::wstring(kAppId) + L"\\" + below); }
