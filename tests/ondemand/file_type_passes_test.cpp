@@ -17,9 +17,6 @@ namespace {
 
 Node True() { return std::make_unique<MetadataBool>(true); }
 Node Int(int32_t value) { return std::make_unique<MetadataInt>(value); }
-Node Target(const wchar_t* icon, const wchar_t* description) {
-  return Obj(M(L"app_icon", S(icon)), M(L"file_desc", S(description)));
-}
 // The on-demand object of a package with file types and no shortcuts.
 template <class... T>
 std::string WithFileTypes(T... members) {
@@ -62,52 +59,6 @@ TEST(FileTypeRules, UnexpandedReferencesAreFound) {
     EXPECT_TRUE(HoldsEnvironmentReference(text)) << platform::ToUtf8(text);
   for (const wchar_t* text : {L"C:\\App\\app.exe %1", L"app.exe \"%1\" %2", L"50% off", L"%%", L"a %1 b %2"})
     EXPECT_FALSE(HoldsEnvironmentReference(text)) << platform::ToUtf8(text);
-}
-
-TEST(FileTypePasses, SampleHiveFillsEveryArray) {
-  testsupport::ScratchLog log;
-  FileTypePackage package;
-  testsupport::BuildFileTypeSample(package);
-  auto verb = [](const wchar_t* name, int32_t target) { return Obj(M(L"name", S(name)), M(L"target_app", Int(target))); };
-  auto expected = Obj(
-      M(L"non_msix",
-        Obj(M(L"app_paths", Arr(Obj(M(L"name", S(L"fabrikam.exe")), M(L"save_url", True()), M(L"use_url", True()),
-                                    M(L"supported_protocols", Strings({L"http"}))),
-                                Obj(M(L"name", S(L"viewer.exe"))))),
-            M(L"shell_new",
-              Arr(Obj(M(L"extension", S(L".fab")), M(L"config", Arr(Obj(M(L"name", S(L"DontRename"))))),
-                      M(L"prog_ids", Strings({L"Fabrikam.Document"})), M(L"is_null_file", True()),
-                      M(L"item_name", S(L"Fabrikam document"))),
-                  Obj(M(L"extension", S(L".fv")), M(L"command", S(L"C:\\Program Files\\Fabrikam\\viewer.exe /new")),
-                      M(L"data", S(L"AQL/"))))),
-            M(L"fta", Arr(Obj(M(L"name", S(L".fab")), M(L"prog_id", S(L"Fabrikam.Document")),
-                              M(L"open_with_prog_ids", Strings({L"Fabrikam.Document", L"Fabrikam.Viewer"}))),
-                          Obj(M(L"name", S(L".fv")), M(L"open_with_list", Strings({L"viewer.exe"}))))),
-            M(L"prog_ids",
-              Arr(Obj(M(L"name", S(L"Directory"))),
-                  Obj(M(L"name", S(L"fabrikam")), M(L"desc", S(L"URL:Fabrikam link")), M(L"is_no_open", True()),
-                      M(L"is_no_open_with", True())),
-                  Obj(M(L"name", S(L"Fabrikam.Document")), M(L"desc", S(L"Fabrikam document")),
-                      M(L"always_show_ext", True()), M(L"cur_ver", S(L"Fabrikam.Document.4")),
-                      M(L"friendly_type_name", S(L"Fabrikam document")), M(L"info_tip", S(L"A document of Fabrikam")),
-                      M(L"default_icon", S(L"0")),
-                      M(L"verbs",
-                        Arr(Obj(M(L"name", S(L"open")), M(L"disp_name", S(L"&Open")), M(L"target_app", Int(0))),
-                            Obj(M(L"name", S(L"OpenAsReadOnly")), M(L"is_extended", True()), M(L"target_app", Int(0))),
-                            Obj(M(L"name", S(L"preview")), M(L"has_lua_shield", True()), M(L"is_extended", True()),
-                                M(L"suppression_policy", std::make_unique<MetadataUint>(0x40030201u)),
-                                M(L"is_legacy_disable", True()), M(L"icon", S(L"0")), M(L"target_app", Int(1))),
-                            verb(L"print", 2)))),
-                  Obj(M(L"name", S(L"Directory\\Background")), M(L"verbs", Arr(verb(L"fabrikam", 0)))))),
-            M(L"applications", Arr(Obj(M(L"name", S(L"viewer.exe")), M(L"is_no_open_with", True()),
-                                       M(L"friendly_app_name", S(L"Fabrikam Viewer")),
-                                       M(L"verbs", Arr(verb(L"open", 3)))))),
-            M(L"url_protocol", Strings({L"fabrikam"})), M(L"context_menu", Strings({L"FabrikamMenu"})),
-            M(L"target_apps", Arr(Target(L"1", L"Fabrikam Editor"), Target(L"2", L"Fabrikam Preview"),
-                                  Target(L"3", L"Fabrikam Print"), Target(L"4", L"Fabrikam Viewer"))))),
-      M(L"name", S(L"Fabrikam Suite")), M(L"icon_indices", Strings({L"0", L"1", L"2", L"3", L"4"})));
-  EXPECT_EQ(package.Collect(), expected->Serialize());
-  EXPECT_TRUE(Logged(log, L"ERROR: COnDemandMVPackage::ProcessShellNewValues - Unknown value - IconPath.\n"));
 }
 
 // One rule per row: the keys of the package's classes and what they give.

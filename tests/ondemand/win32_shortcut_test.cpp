@@ -1,11 +1,10 @@
-// Reading one shortcut through CWin32Shortcut, and turning a package's
-// advertised shortcuts into ordinary ones; the log lines are compared byte
-// for byte on both backends.
+// Reading one shortcut through CWin32Shortcut; the log lines are compared
+// byte for byte on both backends. Advertised shortcuts turned into ordinary
+// ones are the first whole capture's (SilentCaptureEndsWithTheDocumentItsCopyAndTheZip).
 #include <gtest/gtest.h>
 
 #include <cwchar>
 
-#include "foundation/file_helpers.h"
 #include "ondemand/win32_shortcut.h"
 #include "platform/common/shell_link_format.h"
 #include "platform/files.h"
@@ -13,7 +12,6 @@
 #include "platform/shell.h"
 #include "platform/text.h"
 #include "support/foreign_links.h"
-#include "support/installer.h"
 #include "support/scratch.h"
 
 namespace shell = platform::shell;
@@ -104,77 +102,6 @@ TEST_F(ShortcutDetails, UnreadableLinksFailWithTheirStatusAndLine) {
 
   EXPECT_EQ(Entries(), (std::vector<std::wstring>{Failure(L"Load", notFound),
                                                    Failure(L"GetExpandedTargetPath", shell::kFail)}));
-}
-
-// A captured package on a volume: its Start Menu and public desktop.
-class AdvertisedShortcuts : public ShortcutLog {
- protected:
-  void SetUp() override {
-    ShortcutLog::SetUp();
-    root_ = dir_ / (kPackage + std::wstring(L"\\THROOT"));
-    startMenu_ = root_ + L"\\ProgramData\\Microsoft\\Windows\\Start Menu";
-    desktop_ = root_ + L"\\Users\\Public\\Desktop";
-    ASSERT_TRUE(create_directory(startMenu_ + L"\\Programs\\Fabrikam"));
-    ASSERT_TRUE(create_directory(desktop_));
-  }
-  // An advertised shortcut as the installer writes it: no target, the
-  // descriptor, and an icon in the installer's cache.
-  std::string Advertised(const testsupport::InstalledComponent& component) {
-    lnk::LinkData data;
-    data.darwinDescriptor = component.Descriptor(L"Complete");
-    data.name = L"Fabrikam \u00e9dition";
-    data.arguments = L"/safe";
-    data.iconLocation = L"C:\\Windows\\Installer\\" + component.product() + L"\\fabrikam.ico";
-    data.iconIndex = 1;
-    return lnk::BuildLink(L"", data);
-  }
-  void Convert() { ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts(dir_.path(), kPackage); }
-
-  static constexpr wchar_t kPackage[] = L"{5D8E2C1A-7B3F-4A60-9E21-0C4B8D7F6A53}";
-  std::wstring root_, startMenu_, desktop_;
-};
-
-TEST_F(AdvertisedShortcuts, RecordedComponentsBecomeTheTarget) {
-  testsupport::InstalledComponent installed, absent, unknown;
-  const std::wstring installedFile = dir_ / L"fabrikam.exe";
-  testsupport::WriteFile(installedFile, "MZ");
-  installed.Register(installedFile);
-  installed.RegisterProduct();
-  absent.Register(dir_ / L"not-there.exe");  // recorded, file not installed: still converted
-
-  const std::wstring converted = startMenu_ + L"\\Programs\\Fabrikam\\Fabrikam.lnk";
-  const std::wstring absentLink = desktop_ + L"\\Absent.lnk";
-  const std::wstring unknownLink = desktop_ + L"\\Unknown.lnk";
-  testsupport::WriteFile(converted, Advertised(installed));
-  testsupport::WriteFile(absentLink, Advertised(absent));
-  const std::string unknownBytes = Advertised(unknown);
-  testsupport::WriteFile(unknownLink, unknownBytes);
-  testsupport::WriteFile(desktop_ + L"\\readme.txt", "not a shortcut");
-
-  Convert();
-
-  for (const auto& [link, target] : {std::pair{converted, installedFile}, {absentLink, dir_ / L"not-there.exe"}}) {
-    shell::ShellLink read;
-    ASSERT_EQ(read.Create(), 0);
-    ASSERT_EQ(read.Load(link), 0);
-    std::wstring text;
-    read.GetPath(text);
-    EXPECT_TRUE(platform::NamesEqual(text, target)) << platform::ToUtf8(text);
-    read.GetDescription(text);
-    EXPECT_EQ(text, L"Fabrikam \u00e9dition");
-    read.GetArguments(text);
-    EXPECT_EQ(text, L"/safe");
-    int32_t index = 0;
-    read.GetIconLocation(text, index);
-    EXPECT_EQ(text.substr(text.size() - 13) + L"," + std::to_wstring(index), L"\\fabrikam.ico,1");
-    std::wstring product, feature, component;
-    EXPECT_NE(shell::InstallerShortcutTarget(link, product, feature, component), 0u);  // no longer advertised
-  }
-  EXPECT_EQ(testsupport::ReadFile(unknownLink), unknownBytes);
-  EXPECT_EQ(Entries(), std::vector<std::wstring>{
-                           L"PrintLog@655: ERROR: ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts: "
-                           L"CWin32Shortcut::ConvertAdvertiseShortcutIntoNormalShortcut(.[" +
-                           unknownLink + L"].) failed.\n\n"});
 }
 
 }  // namespace

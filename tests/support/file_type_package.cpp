@@ -65,15 +65,20 @@ std::string Program(const std::wstring& description, const std::vector<std::wstr
 
 }  // namespace
 
-void BuildFileTypeSample(FileTypePackage& package) {
-  const OnDemandVolume& v = package.volume();
-  v.Put(L"Program Files\\Fabrikam\\fabrikam.exe",
-        Program(L"Fabrikam Editor", {L"", L"", L"", L"", L"", L"", L"Fabrikam document", L"&Open"}, 0xFFC02020));
-  v.Put(L"Program Files\\Fabrikam\\viewer.exe", Program(L"Fabrikam Viewer", {}, 0xFF20C020));
-  v.Put(L"Program Files\\Fabrikam\\preview.dll", Program(L"Fabrikam Preview", {}, 0xFF2020C0));
-  v.Put(L"Program Files\\Fabrikam\\doc.ico", IcoFile({{16, 8, DibIcon(16, 8, 0xFF804020)}}));
-  v.Put(L"Windows\\fabprint.exe", Program(L"Fabrikam Print", {}, 0xFF808080));
-  package.WriteHive(R"(
+std::string FileTypeSample(const std::wstring& packageRoot) {
+  const auto put = [&](const std::wstring& relative, const std::string& bytes) {
+    const std::wstring path = packageRoot + L"\\" + relative;
+    EXPECT_TRUE(create_directory(path.substr(0, path.rfind(L'\\'))));
+    WriteFile(path, bytes);
+  };
+  put(L"Program Files\\Fabrikam\\fabrikam.exe",
+      Program(L"Fabrikam Editor", {L"", L"", L"", L"", L"", L"", L"Fabrikam document", L"&Open"}, 0xFFC02020));
+  put(L"Program Files\\Fabrikam\\viewer.exe", Program(L"Fabrikam Viewer", {}, 0xFF20C020));
+  put(L"Program Files\\Fabrikam\\preview.dll", Program(L"Fabrikam Preview", {}, 0xFF2020C0));
+  put(L"Program Files\\Fabrikam\\doc.ico", IcoFile({{16, 8, DibIcon(16, 8, 0xFF804020)}}));
+  put(L"Windows\\fabprint.exe", Program(L"Fabrikam Print", {}, 0xFF808080));
+  put(L"Windows\\ShellNew\\blank.fab", "a blank Fabrikam document");
+  return R"(
 [MACHINE\SYSTEM\ControlSet001\Control\Session Manager\Environment]
 "Path"="C:\\Windows;D:\\Tools"
 
@@ -90,6 +95,10 @@ void BuildFileTypeSample(FileTypePackage& package) {
 
 [MACHINE\SOFTWARE\Classes\.fab]
 @="Fabrikam.Document"
+
+[MACHINE\SOFTWARE\Classes\.fab\ShellNew]
+"FileName"="blank.fab"
+"MenuText"="Blank document"
 
 [MACHINE\SOFTWARE\Classes\.fab\OpenWithProgids]
 "Fabrikam.Document"=""
@@ -110,6 +119,7 @@ void BuildFileTypeSample(FileTypePackage& package) {
 "Data"=hex:01,02,ff
 "Command"="C:\\Program Files\\Fabrikam\\viewer.exe /new"
 "IconPath"="x"
+"FileName"="missing.fv"
 
 [MACHINE\SOFTWARE\Classes\CLSID\{11111111-2222-3333-4444-555555555555}\shell\open\command]
 @="C:\\Program Files\\Fabrikam\\fabrikam.exe"
@@ -169,7 +179,7 @@ void BuildFileTypeSample(FileTypePackage& package) {
 
 [MACHINE\SOFTWARE\Classes\Applications\viewer.exe\shell\open\command]
 @="\"C:\\Program Files\\Fabrikam\\viewer.exe\" \"%1\""
-)");
+)";
 }
 
 }  // namespace testsupport

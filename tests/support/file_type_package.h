@@ -25,9 +25,11 @@ class FileTypePackage {
   std::wstring root_, appDir_, mountKey_;
 };
 
-// Program files with version texts, string tables and icons, and a hive
-// that registers them: extensions, ProgIDs with verbs, App Paths, protocols,
-// context menus, applications and ShellNew entries without templates.
-void BuildFileTypeSample(FileTypePackage& package);
+// Program files with version texts, string tables and icons, written below
+// packageRoot, and the hive keys that register them (returned as .reg key
+// blocks): extensions, ProgIDs with verbs, App Paths, protocols, context
+// menus, applications and ShellNew entries, one with its template in the
+// package and one whose template is missing.
+std::string FileTypeSample(const std::wstring& packageRoot);
 
 }  // namespace testsupport

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/process.h"
-#include "support/file_type_package.h"
 #include "support/ondemand_package.h"
 #include "support/scratch.h"
 
@@ -16,14 +15,6 @@ TEST(OnDemandExchange, SameJsonAsTheLinuxCollector) {
   testsupport::OnDemandVolume volume;
   testsupport::BuildSamplePackage(volume);
   EXPECT_EQ(testsupport::CollectedJson(volume), testsupport::ReadFile(folder + L"\\linux.json"));
-}
-
-TEST(OnDemandExchange, SameFileTypeJsonAsTheLinuxCollector) {
-  std::wstring folder;
-  if (!platform::GetEnv(L"KESTREL_ONDEMAND_EXCHANGE", folder)) GTEST_SKIP() << "run by the Linux suite";
-  testsupport::FileTypePackage package;
-  testsupport::BuildFileTypeSample(package);
-  EXPECT_EQ(package.Collect(), testsupport::ReadFile(folder + L"\\filetypes.json"));
 }
 
 }  // namespace
