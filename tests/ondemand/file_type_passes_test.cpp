@@ -1,6 +1,9 @@
 // The collector's file-type passes over package hives made from .reg text:
 // the on-demand object they give, compared as JSON text with what the value
 // tree writes for the expected members, and the lines of what they refused.
+// A hive that fills every array (FileTypeSample, with ShellNew keys of an
+// extension and of a ProgID inside it) is the first whole capture's
+// (SilentCaptureEndsWithTheDocumentItsCopyAndTheZip).
 #include <gtest/gtest.h>
 
 #include "metadata/metadata_value.h"
@@ -79,13 +82,6 @@ TEST(FileTypePasses, EdgeCasesOfTheClassWalk) {
        classes + "b.dword]\n\"noopen\"=dword:00000000\n" + classes + "e.none]\n\"NoOpenX\"=\"\"\n",
        WithFileTypes(M(L"prog_ids", Arr(Obj(M(L"name", S(L"b.dword")), M(L"is_no_open", True())),
                                         Obj(M(L"name", S(L"e.none"))))))},
-      {"a ShellNew key beside ProgID keys gives one object each",
-       classes + ".x\\ShellNew]\n\"NullFile\"=\"\"\n" + classes + ".x\\X.One\\ShellNew]\n\"Handler\"=\"{1}\"\n" + classes +
-           ".x\\X.Two]\n",
-       WithFileTypes(M(L"shell_new", Arr(Obj(M(L"extension", S(L".x")), M(L"is_null_file", True())),
-                                         Obj(M(L"extension", S(L".x")), M(L"prog_ids", Strings({L"X.One"})),
-                                             M(L"has_handler", True())))),
-                     M(L"fta", Arr(Obj(M(L"name", S(L".x"))))))},
       {"a URL protocol is named only by a ProgID's own value",
        classes + ".u]\n\"URL Protocol\"=\"\"\n" + classes + "u.app]\n\"url protocol\"=dword:00000001\n" + classes +
            "u.app\\shellex\\ContextMenuHandlers\\H1]\n" + classes + ".u\\shellex\\ContextMenuHandlers\\H0]\n",

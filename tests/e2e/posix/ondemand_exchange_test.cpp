@@ -1,7 +1,8 @@
-// The collector over the same sample packages (shortcuts; file types from a
-// hive) on Linux and under Wine gives the same JSON bytes. This test writes the Linux result into a folder it
-// shares with the Windows test program, whose OnDemandExchange test builds the
-// package again on its side and compares.
+// The collector over the same sample package of shortcuts on Linux and under
+// Wine gives the same JSON bytes (file types from a hive are compared in the
+// whole capture's exchange). This test writes the Linux result into a folder
+// it shares with the Windows test program, whose OnDemandExchange test builds
+// the package again on its side and compares.
 #include <gtest/gtest.h>
 
 #include "e2e/posix/windows_exchange.h"

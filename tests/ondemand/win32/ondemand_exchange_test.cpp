@@ -1,6 +1,6 @@
-// With KESTREL_ONDEMAND_EXCHANGE set, the Linux suite runs these tests: it
-// left its collector's JSON for the sample packages in <folder>, and the same
-// packages built here must give the same bytes.
+// With KESTREL_ONDEMAND_EXCHANGE set, the Linux suite runs this test: it
+// left its collector's JSON for the sample package in <folder>, and the same
+// package built here must give the same bytes.
 #include <gtest/gtest.h>
 
 #include "platform/process.h"
