@@ -158,7 +158,7 @@ class WholeCapture : public PhaseOne {
       platform::lnk::LinkData data;
       data.darwinDescriptor = component.Descriptor(L"Complete");
       data.name = L"Fabrikam \u2013 the editor";
-      data.iconLocation = L"C:\\Program Files\\Fabrikam\\doc.ico";
+      data.iconLocation = L"%ProgramFiles%\\Fabrikam\\doc.ico";
       return platform::lnk::BuildLink(L"", data);
     };
     const std::wstring programs = volume::PackageStartMenuFolder(volume_, appId) + L"\\Programs\\Fabrikam";
@@ -173,6 +173,7 @@ class WholeCapture : public PhaseOne {
                            "Name=Editor\nVersion=2.1\nDescription=Text editor\nPackager=jsmith\nNotes=first\\nsecond\n");
     ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
     RecordHive(appId, keys);
+    phaseOneLines_ = Messages(L"PrintLog");
     testsupport::RemoveTree(LogPath());
     ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
   }
@@ -227,6 +228,9 @@ class WholeCapture : public PhaseOne {
   testsupport::ScopedEnv agentFolder_{L"THAGENT", thagent_.path() + L"\\"};
   testsupport::ScopedEnv packageDataFolder_{L"ORVCAPTURE_PACKAGEDATA_FOLDER", packageData_.path()};
   std::unique_ptr<testsupport::StandInAgent> archiver_;
+  // What Windows sets; the advertised shortcuts' icon is named through it.
+  testsupport::ScopedEnv programFiles_{L"ProgramFiles", L"C:\\Program Files"};
   testsupport::InstalledComponent recorded_, unknown_;
   std::string unknownLink_;
+  Lines phaseOneLines_;  // the log's lines of the first capture's phase one
 };

@@ -112,8 +112,20 @@ TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
   ExpectZipped(appId, onDemand);
   // The value tree indents a value two columns left of where it starts.
   EXPECT_EQ(onDemand, ExpectedOnDemand()->Serialize(static_cast<int32_t>(start - document.rfind('\n', at) - 3)));
-  // An advertised shortcut whose component is not known stays as it was.
-  EXPECT_EQ(testsupport::ReadFile(volume::PackageDesktopFolder(volume_, appId) + L"\\Unknown.lnk"), unknownLink_);
+  // An advertised shortcut whose component is not known stays as it was,
+  // and then names no target.
+  const std::wstring unknown = volume::PackageDesktopFolder(volume_, appId) + L"\\Unknown.lnk";
+  EXPECT_EQ(testsupport::ReadFile(unknown), unknownLink_);
+  const auto logged = [](const Lines& lines, const std::wstring& line) {
+    return std::find(lines.begin(), lines.end(), Slashed(line)) != lines.end();
+  };
+  // Phase one names the package folder with the agent's AppId.
+  EXPECT_TRUE(logged(phaseOneLines_, L"ERROR: ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts: "
+                                     L"CWin32Shortcut::ConvertAdvertiseShortcutIntoNormalShortcut(.[" +
+                                     volume::PackageDesktopFolder(volume_, kAppId) + L"\\Unknown.lnk].) failed.\n"));
+  EXPECT_TRUE(logged(Messages(L"PrintLog"), L"ERROR: CShellLinkDetails::PopulateShellLinkDetails: "
+                                            L"CWin32Shortcut::GetExpandedTargetPath(.[0x80004005-" +
+                                            platform::SystemErrorText(0x80004005) + L"].) failed.\n"));
 
   std::wstring exchange;
   if (!platform::GetEnv(L"KESTREL_CAPTURE_EXCHANGE", exchange)) return;
