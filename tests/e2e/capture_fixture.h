@@ -207,6 +207,17 @@ class WholeCapture : public PhaseOne {
     onDemand = WithoutTemplateZip(onDemand);
 #endif
     EXPECT_FALSE(platform::PathExists(packageData_ / L"shellnew")) << "the collector's folder went with it";
+    // The run as the log tells it, the ids of its process and thread aside.
+    const std::wstring command = Slashed(thagent_ / L"libs\\7z.exe a \"" + zip + L"\" \"" +
+                                         volume::PackageJsonPath(volume_, appId) + L"\"");
+    const Lines lines = Messages(L"PrintLog");
+    const auto launched = std::find(lines.begin(), lines.end(),
+                                    L"ZipFile: Launching CommandLine " + command + L"(CreationFlag 134217760, wait -1 ms)\n");
+    ASSERT_GE(std::distance(launched, lines.end()), 3);
+    const std::wstring started = L"ZipFile: Successfully launched : " + command + L"(wait -1 ms), pid = ";
+    EXPECT_EQ(launched[1].substr(0, started.size()), started);
+    EXPECT_EQ(launched[1].find_first_of(L"123456789", started.size()), started.size()) << launched[1];
+    EXPECT_EQ(launched[2], L"ZipFile: ExitCode 0. Finished waiting for \"" + command + L"\" (WaitStatus 0)\n");
   }
 
   // A document's text without the ShellNew template's members, which only
