@@ -78,6 +78,8 @@ std::string FileTypeSample(const std::wstring& packageRoot) {
   put(L"Program Files\\Fabrikam\\doc.ico", IcoFile({{16, 8, DibIcon(16, 8, 0xFF804020)}}));
   put(L"Windows\\fabprint.exe", Program(L"Fabrikam Print", {}, 0xFF808080));
   put(L"Windows\\ShellNew\\blank.fab", "a blank Fabrikam document");
+  // Beside THROOT: what Bad.Doc's InfoTip names must not be read.
+  put(L"..\\secret.dll", BuildPe({{platform::pe::kTypeString, {}, 1, 0x409, StringBlock({L"", L"secret"})}}));
   return R"(
 [MACHINE\SYSTEM\ControlSet001\Control\Session Manager\Environment]
 "Path"="C:\\Windows;D:\\Tools"
@@ -120,6 +122,22 @@ std::string FileTypeSample(const std::wstring& packageRoot) {
 "Command"="C:\\Program Files\\Fabrikam\\viewer.exe /new"
 "IconPath"="x"
 "FileName"="missing.fv"
+
+[MACHINE\SOFTWARE\Classes\Bad.Doc]
+"InfoTip"="@C:\\..\\secret.dll,-1"
+"TaskbarGroupIcon"="D:\\icons\\x.ico"
+
+[MACHINE\SOFTWARE\Classes\Bad.Doc\DefaultIcon]
+@="C:\\Program Files\\Fabrikam\\fabrikam.exe,999"
+
+[MACHINE\SOFTWARE\Classes\Bad.Doc\shell\missing\command]
+@="C:\\App\\none.exe %1"
+
+[MACHINE\SOFTWARE\Classes\Bad.Doc\shell\ok\command]
+@="C:\\Program Files\\Fabrikam\\fabrikam.exe %1"
+
+[MACHINE\SOFTWARE\Classes\Bad.Doc\shell\other\command]
+@="\"D:\\Tools\\app.exe\" %1"
 
 [MACHINE\SOFTWARE\Classes\CLSID\{11111111-2222-3333-4444-555555555555}\shell\open\command]
 @="C:\\Program Files\\Fabrikam\\fabrikam.exe"

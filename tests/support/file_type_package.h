@@ -12,7 +12,6 @@ class FileTypePackage {
  public:
   FileTypePackage();
   ~FileTypePackage();
-  OnDemandVolume& volume() { return volume_; }
   // The hive from .reg key blocks ("[MACHINE\\SOFTWARE\\Classes\\.txt]...").
   void WriteHive(const std::string& keys);
   // The collector's on-demand object; icons gets the icons object's text.
@@ -29,7 +28,8 @@ class FileTypePackage {
 // packageRoot, and the hive keys that register them (returned as .reg key
 // blocks): extensions, ProgIDs with verbs, App Paths, protocols, context
 // menus, applications and ShellNew entries, one with its template in the
-// package and one whose template is missing.
+// package and one whose template is missing; and a ProgID (Bad.Doc) whose
+// paths lie out of the package or name nothing in it.
 std::string FileTypeSample(const std::wstring& packageRoot);
 
 }  // namespace testsupport

@@ -86,8 +86,6 @@ TEST_F(ZipArchiver, FailuresEndWithWhatTheWaitGave) {
     ASSERT_GE(text.size(), expected.size());
     EXPECT_EQ(text.substr(text.size() - expected.size()), expected);
   }
-  StandInScript("exit 0");
-  EXPECT_TRUE(ZipFile(input, work_ / L"out.zip"));
 }
 
 }  // namespace
