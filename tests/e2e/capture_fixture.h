@@ -211,8 +211,8 @@ class WholeCapture : public PhaseOne {
     const std::wstring command = Slashed(thagent_ / L"libs\\7z.exe a \"" + zip + L"\" \"" +
                                          volume::PackageJsonPath(volume_, appId) + L"\"");
     const Lines lines = Messages(L"PrintLog");
-    const auto launched = std::find(lines.begin(), lines.end(),
-                                    L"ZipFile: Launching CommandLine " + command + L"(CreationFlag 134217760, wait -1 ms)\n");
+    const std::wstring launching = L"ZipFile: Launching CommandLine " + command + L"(CreationFlag 134217760, wait -1 ms)\n";
+    const auto launched = std::find(lines.begin(), lines.end(), launching);
     ASSERT_GE(std::distance(launched, lines.end()), 3);
     const std::wstring started = L"ZipFile: Successfully launched : " + command + L"(wait -1 ms), pid = ";
     EXPECT_EQ(launched[1].substr(0, started.size()), started);

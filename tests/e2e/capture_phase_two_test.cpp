@@ -34,9 +34,9 @@ Node Target(const wchar_t* icon, const wchar_t* description) {
 
 // What the first capture's package gives on demand: its file types (the
 // ShellNew template that is missing gives no members, Bad.Doc only its verbs'
-// names and the one target in the package), and its advertised
-// shortcut as the ordinary one it became, its icon the document icon that the
-// file types numbered, its target the first target application.
+// names and the one target in the package), and its advertised shortcut as
+// the ordinary one it became, its icon the document icon that the file types
+// numbered, its target the first target application.
 std::unique_ptr<MetadataObject> ExpectedOnDemand() {
   const wchar_t* fabrikam = L"C:\\Program Files\\Fabrikam\\fabrikam.exe";
   return Obj(

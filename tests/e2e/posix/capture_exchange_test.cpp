@@ -2,7 +2,9 @@
 // Kestrel.exe under Wine (the Windows suite's first whole capture, which
 // copies its volume into a folder shared with this test): the volume files
 // are the same bytes, metadata.json but for the members that describe the
-// machine, the disk and where the volume is.
+// machine, the disk and where the volume is, and what each backend makes by
+// its own means (program icons as PNG, converted shortcuts, the archiver's
+// zips).
 #include "e2e/capture_fixture.h"
 #include "e2e/posix/windows_exchange.h"
 
