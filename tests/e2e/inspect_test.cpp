@@ -1,170 +1,181 @@
-// kestrel-inspect run as a program over a volume the product's own writers
-// made (metadata.json with shortcuts and icons, both _meta.yml copies, the
-// hive, the resume state and notes, a disk stamped by the disk preparation):
-// the whole volume passes, each volume spoiled on purpose fails exactly its
+// kestrel-inspect run as a program over the volume a whole silent capture
+// made (an application, a shortcut to its program with an icon file and one
+// to a text file, the capture report) and the disk -postProv stamped after
+// it: the volume passes, each volume spoiled on purpose fails exactly its
 // check, and no run changes a byte of the volume.
+#include <cjson/cJSON.h>
+
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #ifndef _WIN32
 #include <regex>
 #endif
 
-#include "driver/notes.h"
-#include "driver/resume_state.h"
+#include "driver/capture_report.h"
+#include "e2e/capture_fixture.h"
+#include "inventory/meta_yml.h"
 #include "metadata/disk_identity.h"
-#include "metadata/document_volume.h"
 #include "metadata/json_file.h"
-#include "support/programs.h"
+#include "platform/common/shell_link_format.h"
+#include "support/icon_fixtures.h"
 #include "support/vhd_images.h"
 
 namespace {
 
 namespace vhd = testsupport::vhd;
+using JsonTree = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
+using Tree = std::map<std::wstring, std::string>;
 
-class Inspect : public DocumentVolume {
+class Inspect : public WholeCapture {
  protected:
   void SetUp() override {
-    DocumentVolume::SetUp();
-    // The agent's folder in this test's registry, where the capture report is.
-    testsupport::SetInstallDir(log_.agentFolder());
-    MakeSamplePackage();
-    const std::string text = Build();
-    ASSERT_TRUE(WriteJsonFile(volume::PackageJsonPath(volume_, kPackageId), text));
-    ASSERT_TRUE(WriteJsonFile(volume::DiskJsonPath(volume_), text));
-    ResumeState state;
-    state.name = L"Sample Suite";
-    state.newAppId = kPackageId;
-    ASSERT_TRUE(SaveState(volume::StateFilePath(volume_), state));
-    ASSERT_TRUE(SaveNotes(volume::NotesFilePath(volume_), L"first\r\nsecond"));
-    // The package disk, stamped with the identity the document names.
-    disk_ = disks_ / L"package.vhd";
-    ASSERT_EQ(platform::CopyFileTo(testsupport::vhd::QemuFixture(L"dynamic.vhd"), disk_, false), 0u);
-    ASSERT_TRUE(ParseGuid(run_.diskUniqueId, PresetDiskGuid()));
-    uint32_t error = 0;
-    ASSERT_TRUE(PrepareDiskIdentity(disk_, error)) << error;
-    PresetDiskGuid() = Guid{};
+    WholeCapture::SetUp();
+    const std::wstring folder = volume::PackageRoot(volume_, appId_) + L"\\Program Files\\Editor";
+    ASSERT_TRUE(create_directory(folder));
+    editor_ = folder + L"\\editor.exe";
+    testsupport::WriteFile(editor_, "MZ");
+    testsupport::WriteFile(folder + L"\\editor.ico",
+                           testsupport::IcoFile({{32, 32, testsupport::DibIcon(32, 32, 0xFF2040C0)}}));
+    testsupport::WriteFile(folder + L"\\readme.txt", "Read me.\r\n");
+    // The installation's uninstall entry names the icon file.
+    testsupport::ImportPackageRegistry(
+        registry_.root(),
+        "Windows Registry Editor Version 5.00\r\n\r\n"
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Package\\MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
+        "Editor]\r\n\"DisplayIcon\"=\"C:\\\\Program Files\\\\Editor\\\\editor.ico\"\r\n");
+    const std::wstring programs = volume::PackageStartMenuFolder(volume_, appId_) + L"\\Programs";
+    ASSERT_TRUE(create_directory(programs));
+    platform::lnk::LinkData withIcon;
+    withIcon.iconLocation = folder + L"\\editor.ico";
+    testsupport::WriteFile(programs + L"\\Editor.lnk", platform::lnk::BuildLink(editor_, withIcon));
+    testsupport::WriteFile(programs + L"\\Read Me.lnk", platform::lnk::BuildLink(folder + L"\\readme.txt", {}));
+    ASSERT_NO_FATAL_FAILURE(CaptureOnce());
+    disk_ = scratch_ / L"package.vhd";
+    ASSERT_EQ(platform::CopyFileTo(vhd::QemuFixture(L"dynamic.vhd"), disk_, false), 0u);
+    ASSERT_EQ(Kestrel({L"-postProv", disk_, volume::PackageJsonPath(volume_, appId_)}).exitCode, 0u);
+    captured_ = testsupport::TreeSnapshot(volume_);
+    capturedDisk_ = testsupport::ReadFile(disk_);
+    report_ = agent_ + L"\\Logs\\" + CaptureReport::FileName(appId_);
+    capturedReport_ = testsupport::ReadFile(report_);
   }
-  void TearDown() override {
-    platform::RemoveFile(volume::StateFilePath(volume_));
-    platform::RemoveFile(volume::NotesFilePath(volume_));
-    testsupport::RemoveTree(log_.agentFolder() + L"\\Logs\\capture-" + kPackageId + L".json");
-    DocumentVolume::TearDown();
-    if (!driveRooted_) {
-      std::vector<platform::FindEntry> entries;
-      platform::FindFiles(volume_ + L"\\*", entries);
-      for (const auto& entry : entries) {
-        if (entry.name != L"." && entry.name != L"..") testsupport::RemoveTree(volume_ + L"\\" + entry.name);
+
+  // The volume, the disk and the report as the capture left them.
+  void Restore() {
+    for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
+    for (const auto& [path, bytes] : captured_) {
+      if (platform::NamesEqual(path.substr(1), programName_)) continue;
+      if (bytes == testsupport::kFolderEntry) {
+        ASSERT_TRUE(create_directory(volume_ + path));
+      } else {
+        testsupport::WriteFile(volume_ + path, bytes);
       }
     }
+    testsupport::WriteFile(disk_, capturedDisk_);
+    testsupport::WriteFile(report_, capturedReport_);
   }
 
   struct Result {
     uint32_t exitCode = 0;
-    JsonTree report;
-    std::set<std::string> failed;
+    JsonTree report{nullptr, cJSON_Delete};
+    std::map<std::string, std::string> statuses;  // of each check
+    std::set<std::string> Failed() const {
+      std::set<std::string> failed;
+      for (const auto& [id, status] : statuses) {
+        if (status == "fail") failed.insert(id);
+      }
+      return failed;
+    }
   };
   // The program's --json over the volume; the volume must not change.
   // A volume holding a 2 GiB file is not read into a snapshot.
   Result Run(bool snapshot = true, const std::vector<std::wstring>& extra = {}) {
-    const auto before = snapshot ? Snapshot() : std::map<std::wstring, std::string>{};
+    const Tree before = snapshot ? testsupport::TreeSnapshot(volume_) : Tree{};
     std::vector<std::wstring> arguments{volume_ + L"\\", L"--json", L"--disk", disk_};
     arguments.insert(arguments.end(), extra.begin(), extra.end());
-    const testsupport::RunResult run = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), arguments);
+    const RunResult run = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), arguments);
     EXPECT_EQ(run.startError, 0u);
     if (snapshot) {
-      EXPECT_EQ(testsupport::ChangedPaths(before, Snapshot()), std::vector<std::wstring>{});
+      EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{});
     }
-    Result result{run.exitCode, JsonTree(cJSON_Parse(run.output.c_str())), {}};
+    Result result{run.exitCode, JsonTree(cJSON_Parse(run.output.c_str()), cJSON_Delete), {}};
     EXPECT_TRUE(result.report) << run.output;
     const cJSON* check = nullptr;
     cJSON_ArrayForEach(check, cJSON_GetObjectItem(result.report.get(), "checks")) {
-      if (std::string(cJSON_GetStringValue(cJSON_GetObjectItem(check, "status"))) == "fail")
-        result.failed.insert(cJSON_GetStringValue(cJSON_GetObjectItem(check, "id")));
+      result.statuses[cJSON_GetStringValue(cJSON_GetObjectItem(check, "id"))] =
+          cJSON_GetStringValue(cJSON_GetObjectItem(check, "status"));
     }
     return result;
-  }
-
-  // What the volume holds: under Wine the volume is a drive's root, of
-  // which only the package's entries are taken.
-  std::map<std::wstring, std::string> Snapshot() {
-    std::map<std::wstring, std::string> tree;
-    for (const auto& folder : {volume::PackageFolder(volume_, kPackageId), volume::VolumeMetadataFolder(volume_)}) {
-      for (auto& [path, bytes] : testsupport::TreeSnapshot(folder)) tree[folder + path] = std::move(bytes);
-    }
-    for (const auto& file : {volume::StateFilePath(volume_), volume::NotesFilePath(volume_)})
-      tree[file] = platform::FileExists(file) ? testsupport::ReadFile(file) : "<none>";
-    return tree;
   }
 
   // Both copies of the document, changed as a tree and written again.
   void EditDocument(const std::function<void(cJSON*)>& edit) {
     std::string text;
-    ASSERT_TRUE(ReadJsonFile(volume::PackageJsonPath(volume_, kPackageId), text));
-    JsonTree tree(cJSON_Parse(text.c_str()));
+    ASSERT_TRUE(ReadJsonFile(volume::PackageJsonPath(volume_, appId_), text));
+    JsonTree tree(cJSON_Parse(text.c_str()), cJSON_Delete);
     ASSERT_TRUE(tree);
     edit(tree.get());
     char* printed = cJSON_Print(tree.get());
-    for (const auto& path : {volume::PackageJsonPath(volume_, kPackageId), volume::DiskJsonPath(volume_)})
+    for (const auto& path : {volume::PackageJsonPath(volume_, appId_), volume::DiskJsonPath(volume_)})
       ASSERT_TRUE(WriteJsonFile(path, printed));
     cJSON_free(printed);
   }
-  static cJSON* Bundle(cJSON* root) {
-    return cJSON_GetObjectItem(cJSON_GetObjectItem(cJSON_GetObjectItem(root, "appstack"), "applicationBundles"),
-                               "applicationBundle0");
-  }
   static cJSON* FirstShortcut(cJSON* root) {
-    return cJSON_GetArrayItem(cJSON_GetObjectItem(cJSON_GetObjectItem(Bundle(root), "on_demand_data"), "shortcuts"), 0);
+    const cJSON* bundles = cJSON_GetObjectItem(cJSON_GetObjectItem(root, "appstack"), "applicationBundles");
+    const cJSON* onDemand = cJSON_GetObjectItem(cJSON_GetObjectItem(bundles, "applicationBundle0"), "on_demand_data");
+    return cJSON_GetArrayItem(cJSON_GetObjectItem(onDemand, "shortcuts"), 0);
+  }
+  static cJSON* Icon0(cJSON* root) {
+    return cJSON_GetObjectItem(cJSON_GetObjectItem(cJSON_GetObjectItem(root, "appstack"), "icons"), "icon0");
   }
   static void Set(cJSON* object, const char* member, cJSON* value) {
     cJSON_DeleteItemFromObject(object, member);
     cJSON_AddItemToObject(object, member, value);
   }
-  static cJSON* Icon0(cJSON* root) {
-    return cJSON_GetObjectItem(cJSON_GetObjectItem(cJSON_GetObjectItem(root, "appstack"), "icons"), "icon0");
-  }
-  testsupport::ScratchFolder disks_;
-  std::wstring disk_;
+
+  const std::wstring appId_ = platform::Lower(kAppId);
+  testsupport::ScratchFolder packageData_;
+  testsupport::ScopedEnv packageDataEnv_{L"ORVCAPTURE_PACKAGEDATA_FOLDER", packageData_.path()};
+  std::wstring editor_, disk_, report_;
+  Tree captured_;
+  std::string capturedDisk_, capturedReport_;
 };
 
 TEST_F(Inspect, ACapturedVolumePassesEveryCheck) {
   const Result result = Run();
   EXPECT_EQ(result.exitCode, 0u);
-  EXPECT_EQ(result.failed, std::set<std::string>{});
-  const cJSON* report = result.report.get();
-  std::map<std::string, std::string> statuses;
-  const cJSON* check = nullptr;
-  cJSON_ArrayForEach(check, cJSON_GetObjectItem(report, "checks"))
-      statuses[cJSON_GetStringValue(cJSON_GetObjectItem(check, "id"))] =
-          cJSON_GetStringValue(cJSON_GetObjectItem(check, "status"));
-  // Every check had something to look at, but the capture report and the
-  // target applications, which this package has none of.
-  for (const auto& [id, status] : statuses)
-    EXPECT_EQ(status, id == "report-reads" || id == "target-app-resolves" ? "skip" : "pass") << id;
+  // Every check had something to look at but the state, which phase two
+  // deletes once read, and the target applications, which this package
+  // has none of.
+  for (const auto& [id, status] : result.statuses)
+    EXPECT_EQ(status, id == "state-reads" || id == "target-app-resolves" ? "skip" : "pass") << id;
 
+  const cJSON* report = result.report.get();
   const auto text = [&](std::initializer_list<const char*> path) {
     const cJSON* member = report;
     for (const char* name : path) member = cJSON_GetObjectItem(member, name);
     return std::string(cJSON_IsString(member) ? cJSON_GetStringValue(member) : "<none>");
   };
-  EXPECT_EQ(text({"identity", "appId"}), platform::ToUtf8(kPackageId));
+  Guid documented;
+  ASSERT_TRUE(ReadDiskUniqueId(volume::PackageJsonPath(volume_, appId_), documented));
+  EXPECT_EQ(text({"identity", "appId"}), platform::ToUtf8(appId_));
   EXPECT_EQ(text({"identity", "notes"}), "first\r\nsecond");
-  EXPECT_EQ(text({"identity", "state", "newAppId"}), platform::ToUtf8(kPackageId));
-  EXPECT_EQ(text({"disk", "uniqueId"}), platform::ToUtf8(run_.diskUniqueId));
+  EXPECT_EQ(text({"disk", "uniqueId"}), platform::ToUtf8(GuidToText(documented, GuidCase::Upper)));
   const cJSON* document = cJSON_GetObjectItem(report, "document");
   const cJSON* bundle = cJSON_GetArrayItem(cJSON_GetObjectItem(document, "bundles"), 0);
-  EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(bundle, "name")), "Sample Suite");
-  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(bundle, "shortcuts")), 3);
-  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(report, "applications")), 2);
-  // Every icon the document holds decoded: the default one and the four
-  // of the applications and shortcuts.
-  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(document, "icons")), 5);
+  EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(bundle, "name")), "Editor");
+  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(bundle, "shortcuts")), 2);
+  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(report, "applications")), 1);
+  // Every icon the document holds decoded: the default one and the
+  // editor's shortcut's.
+  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(document, "icons")), 2);
 }
 
 // One volume spoiled per check: exactly the checks named fail, with a
 // finding that says where.
 TEST_F(Inspect, EachSpoiledVolumeFailsItsCheck) {
-  const std::wstring appStart = volume::PackageFolder(volume_, kPackageId);
+  const std::wstring document = volume::PackageJsonPath(volume_, appId_), copy = volume::DiskJsonPath(volume_);
   const struct {
     const char* what;
     std::function<void()> spoil;
@@ -173,20 +184,18 @@ TEST_F(Inspect, EachSpoiledVolumeFailsItsCheck) {
   } cases[] = {
       {"a damaged document",
        [&] {
-         for (const auto& path : {volume::PackageJsonPath(volume_, kPackageId), volume::DiskJsonPath(volume_)})
-           testsupport::WriteFile(path, "\xEF\xBB\xBF{\"appstack\": {\"icons\": ");
+         for (const auto& path : {document, copy}) testsupport::WriteFile(path, "\xEF\xBB\xBF{\"appstack\": {\"icons\": ");
        },
        {"metadata-parses"}, "no JSON object"},
       {"a 2 GiB document",
        [&] {
          platform::File file;
-         ASSERT_EQ(file.Open(volume::PackageJsonPath(volume_, kPackageId), platform::OpenMode::CreateAlways), 0u);
+         ASSERT_EQ(file.Open(document, platform::OpenMode::CreateAlways), 0u);
          ASSERT_EQ(file.Seek((2ull << 30) - 1), 0u);
          ASSERT_EQ(file.Write("}", 1), 0u);
        },
        {"metadata-reads"}, "2147483648 bytes"},
-      {"the two documents differ",
-       [&] { testsupport::WriteFile(volume::DiskJsonPath(volume_), testsupport::ReadFile(volume::DiskJsonPath(volume_)) + " "); },
+      {"the two documents differ", [&] { testsupport::WriteFile(copy, testsupport::ReadFile(copy) + " "); },
        {"metadata-copies-identical"}, "differ"},
       {"icons no object",
        [&] { EditDocument([](cJSON* root) { Set(cJSON_GetObjectItem(root, "appstack"), "icons", cJSON_CreateString("none")); }); },
@@ -213,24 +222,22 @@ TEST_F(Inspect, EachSpoiledVolumeFailsItsCheck) {
          });
        },
        {"launch-id-matches"}, "launch_id {0cc175b9-c0f1-b6a8-31c3-99e269772661} is not"},
-      {"a shortcut's program missing",
-       [&] { platform::RemoveFile(volume::PackageRoot(volume_, kPackageId) + L"\\Program Files\\Sample\\editor.exe"); },
-       {"shortcut-target-present"}, "is not under THROOT"},
+      {"a shortcut's program missing", [&] { platform::RemoveFile(editor_); }, {"shortcut-target-present"},
+       "is not under THROOT"},
       {"another VolumeID in the volume's _meta.yml",
        [&] {
          ASSERT_TRUE(OverwriteVolumeIds(volume::VolumeMetaYmlPath(volume_), L"{11111111-2222-4333-8444-555555555555}"));
        },
        {"volume-id-agrees"}, "{11111111-2222-4333-8444-555555555555}"},
-      {"one _meta.yml copy missing",
-       [&] { platform::RemoveFile(volume::VolumeMetaYmlPath(volume_)); },
+      {"one _meta.yml copy missing", [&] { platform::RemoveFile(volume::VolumeMetaYmlPath(volume_)); },
        {"meta-yml-reads"}, "only one of the two"},
       {"a damaged state", [&] { testsupport::WriteFile(volume::StateFilePath(volume_), "not a state"); },
        {"state-reads"}, "does not start with /state:"},
       {"a hive that is none",
-       [&] { testsupport::WriteFile(volume::PackageHivePath(volume_, kPackageId), std::string(8192, 'x')); },
+       [&] { testsupport::WriteFile(volume::PackageHivePath(volume_, appId_), std::string(8192, 'x')); },
        {"hive-loads"}, "does not load"},
-      {"a disk that is no VHD", [&] { testsupport::WriteFile(disk_, std::string(4096, '\0')); },
-       {"vhd-is-disk"}, "does not end with a VHD footer"},
+      {"a disk that is no VHD", [&] { testsupport::WriteFile(disk_, std::string(4096, '\0')); }, {"vhd-is-disk"},
+       "does not end with a VHD footer"},
       {"footer copies that differ",
        [&] {
          std::string bytes = testsupport::ReadFile(disk_);
@@ -257,22 +264,18 @@ TEST_F(Inspect, EachSpoiledVolumeFailsItsCheck) {
        {"vhd-unique-id-matches"}, "{AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE} is not disk.uniqueId"},
       {"a damaged line in the capture report",
        [&] {
-         const std::wstring logs = log_.agentFolder() + L"\\Logs";
-         platform::MakeFolder(logs);
-         testsupport::WriteFile(logs + L"\\capture-" + kPackageId + L".json",
-                                "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\r\n{\"event\":\"sta\r\n"
-                                "{\"event\":\"exit\",\"code\":0}\r\n");
+         testsupport::WriteFile(report_, "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\r\n{\"event\":\"sta\r\n"
+                                         "{\"event\":\"exit\",\"code\":0}\r\n");
        },
        {"report-reads"}, "line 2 is no JSON object"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    TearDown();
-    SetUp();
+    ASSERT_NO_FATAL_FAILURE(Restore());
     c.spoil();
     const Result result = Run(c.failed != std::set<std::string>{"metadata-reads"});
     EXPECT_EQ(result.exitCode, 1u);
-    EXPECT_EQ(result.failed, c.failed);
+    EXPECT_EQ(result.Failed(), c.failed);
     std::string findings;
     const cJSON* check = nullptr;
     cJSON_ArrayForEach(check, cJSON_GetObjectItem(result.report.get(), "checks")) {
@@ -288,12 +291,9 @@ TEST_F(Inspect, EachSpoiledVolumeFailsItsCheck) {
 // The capture report's lines are shown grouped by their kind, whatever the
 // kinds are; an empty volume and a volume that is not there.
 TEST_F(Inspect, CaptureReportGroupsEventsByKind) {
-  const std::wstring logs = log_.agentFolder() + L"\\Logs";
-  platform::MakeFolder(logs);
-  testsupport::WriteFile(logs + L"\\capture-" + kPackageId + L".json",
-                         "\xEF\xBB\xBF{\"event\":\"shortcut\",\"name\":\"Editor\",\"kept\":true}\n"
-                         "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\n"
-                         "{\"event\":\"shortcut\",\"name\":\"Readme\",\"kept\":false,\"why\":\"no target\"}\n");
+  testsupport::WriteFile(report_, "\xEF\xBB\xBF{\"event\":\"shortcut\",\"name\":\"Editor\",\"kept\":true}\n"
+                                  "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\n"
+                                  "{\"event\":\"shortcut\",\"name\":\"Readme\",\"kept\":false,\"why\":\"no target\"}\n");
   const Result result = Run();
   EXPECT_EQ(result.exitCode, 0u);
   char* events = cJSON_PrintUnformatted(cJSON_GetObjectItem(cJSON_GetObjectItem(result.report.get(), "captureReport"), "events"));
@@ -307,7 +307,7 @@ TEST_F(Inspect, CaptureReportGroupsEventsByKind) {
   EXPECT_EQ(run.exitCode, 0u) << run.output;
   const auto missing = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), {empty / L"none", L"--json"});
   EXPECT_EQ(missing.exitCode, 2u) << missing.output;
-  const JsonTree refused(cJSON_Parse(missing.output.c_str()));
+  const JsonTree refused(cJSON_Parse(missing.output.c_str()), cJSON_Delete);
   EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(refused.get(), "error")),
                ("the volume " + platform::ToUtf8(empty / L"none") + " is no folder that can be read").c_str());
 }
@@ -328,8 +328,8 @@ TEST_F(Inspect, PageRendersInChromiumWithEveryIcon) {
   ASSERT_EQ(dom.exitCode, 0u) << dom.output;
   std::smatch title;
   ASSERT_TRUE(std::regex_search(dom.output, title, std::regex("<title>([^<]*)</title>"))) << dom.output;
-  EXPECT_EQ(title[1].str(), "kestrel-inspect: Sample Suite 7.2.1");
-  // Two applications and three shortcuts with their icons, and the five
+  EXPECT_EQ(title[1].str(), "kestrel-inspect: Editor 2.1");
+  // The application's icon file, the editor's shortcut's icon and the two
   // icons of the document, each inline; nothing to fetch, nothing to run.
   size_t images = 0, inline_ = 0;
   const std::regex img("<img [^>]*src=\"(data:image/(png|x-icon);base64,)?");
@@ -337,7 +337,7 @@ TEST_F(Inspect, PageRendersInChromiumWithEveryIcon) {
     ++images;
     inline_ += (*it)[1].matched;
   }
-  EXPECT_EQ(images, 10u);
+  EXPECT_EQ(images, 4u);
   EXPECT_EQ(inline_, images);
   EXPECT_EQ(dom.output.find("<script"), std::string::npos);
   // The failed checks come first; here none failed.
