@@ -1,10 +1,11 @@
-// kestrel-inspect run as a program over the volume a whole silent capture
-// made (an application, a shortcut to its program with an icon file and one
-// to a text file, the capture report) and the disk -postProv stamped after
-// it: the volume passes, each volume spoiled on purpose fails exactly its
-// check, and no run changes a byte of the volume.
+// A suite of two applications captured whole by the real program, and
+// kestrel-inspect run over the volume it left and the disk -postProv stamped
+// after it: the suite's metadata.json byte for byte, the volume passes every
+// check, each volume spoiled on purpose fails exactly its check, and no
+// inspection changes a byte of the volume.
 #include <cjson/cJSON.h>
 
+#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
@@ -16,9 +17,12 @@
 #include "driver/capture_report.h"
 #include "e2e/capture_fixture.h"
 #include "inventory/meta_yml.h"
+#include "metadata/default_icon.h"
 #include "metadata/disk_identity.h"
 #include "metadata/json_file.h"
+#include "platform/common/pe_image.h"
 #include "platform/common/shell_link_format.h"
+#include "platform/crypto.h"
 #include "support/icon_fixtures.h"
 #include "support/vhd_images.h"
 
@@ -28,44 +32,94 @@ namespace vhd = testsupport::vhd;
 using JsonTree = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
 using Tree = std::map<std::wstring, std::string>;
 
-class Inspect : public WholeCapture {
+class CapturedSuite : public WholeCapture {
  protected:
+  // A suite of two applications of one publisher (the editor's entry is
+  // the capture fixture's), the editor's icon named by its uninstall entry
+  // and the tools' by their installer product (a system component); three
+  // shortcuts, two of them to the editor; a plugin with its state; both
+  // custom files. The agent's recording leaves the uninstall and installer
+  // keys in the package's registry and its hive.
   void SetUp() override {
     WholeCapture::SetUp();
-    const std::wstring folder = volume::PackageRoot(volume_, appId_) + L"\\Program Files\\Editor";
-    ASSERT_TRUE(create_directory(folder));
-    editor_ = folder + L"\\editor.exe";
-    testsupport::WriteFile(editor_, "MZ");
-    testsupport::WriteFile(folder + L"\\editor.ico",
-                           testsupport::IcoFile({{32, 32, testsupport::DibIcon(32, 32, 0xFF2040C0)}}));
-    testsupport::WriteFile(folder + L"\\readme.txt", "Read me.\r\n");
-    // The installation's uninstall entry names the icon file.
-    testsupport::ImportPackageRegistry(
-        registry_.root(),
-        "Windows Registry Editor Version 5.00\r\n\r\n"
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Package\\MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
-        "Editor]\r\n\"DisplayIcon\"=\"C:\\\\Program Files\\\\Editor\\\\editor.ico\"\r\n");
-    const std::wstring programs = volume::PackageStartMenuFolder(volume_, appId_) + L"\\Programs";
-    ASSERT_TRUE(create_directory(programs));
-    platform::lnk::LinkData withIcon;
-    withIcon.iconLocation = folder + L"\\editor.ico";
-    testsupport::WriteFile(programs + L"\\Editor.lnk", platform::lnk::BuildLink(editor_, withIcon));
-    testsupport::WriteFile(programs + L"\\Read Me.lnk", platform::lnk::BuildLink(folder + L"\\readme.txt", {}));
-    ASSERT_NO_FATAL_FAILURE(CaptureOnce());
+    const std::string keys =
+        "[MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Editor]\r\n"
+        "\"InstallLocation\"=\"C:\\\\Program Files\\\\Editor\\\\\"\r\n"
+        "\"DisplayIcon\"=\"C:\\\\Program Files\\\\Editor\\\\editor.ico\"\r\n"
+        "[MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{01234567-89AB-CDEF-FEDC-BA9876543210}]\r\n"
+        "\"DisplayName\"=\"Editor Tools\"\r\n\"DisplayVersion\"=\"1.0\"\r\n\"Publisher\"=\"Tellurex\"\r\n"
+        "\"InstallLocation\"=\"C:\\\\Program Files\\\\Editor\\\\\"\r\n\"SystemComponent\"=dword:00000001\r\n"
+        "[MACHINE\\SOFTWARE\\Classes\\Installer\\Products\\76543210BA98FEDCEFCDAB8967452301]\r\n"
+        "\"ProductIcon\"=\"C:\\\\Windows\\\\Installer\\\\tools.ico\"\r\n";
+    std::string machine = keys;
+    for (size_t at = 0; (at = machine.find("[MACHINE", at)) != std::string::npos; at += 9)
+      machine.insert(at + 1, "HKEY_LOCAL_MACHINE\\SOFTWARE\\Package\\");
+    testsupport::ImportPackageRegistry(registry_.root(), "Windows Registry Editor Version 5.00\r\n\r\n" + machine);
+    const std::wstring root = volume::PackageRoot(volume_, appId_);
+    ASSERT_TRUE(create_directory(root + L"\\Program Files\\Editor") && create_directory(root + L"\\Windows\\Installer"));
+    editor_ = root + L"\\Program Files\\Editor\\editor.exe";
+    const std::wstring tools = root + L"\\Program Files\\Editor\\tools.exe";
+    testsupport::WriteFile(editor_, Program(L"2.1", kEditorVersion));
+    testsupport::WriteFile(tools, Program(L"1.0", kEditorVersion));
+    for (const wchar_t* icon : {L"Program Files\\Editor\\editor.ico", L"Program Files\\Editor\\tools.ico"})
+      testsupport::WriteFile(root + L"\\" + icon, Icon(icon));
+    testsupport::WriteFile(root + L"\\Windows\\Installer\\tools.ico", Icon(L"tools"));
+    const std::wstring menu = volume::PackageStartMenuFolder(volume_, appId_) + L"\\Programs\\Editor";
+    ASSERT_TRUE(create_directory(menu) && create_directory(root + L"\\Users\\Public\\Desktop"));
+    Shortcut(menu + L"\\Editor.lnk", editor_, root + L"\\Program Files\\Editor\\editor.ico");
+    Shortcut(menu + L"\\Editor Tools.lnk", tools, root + L"\\Program Files\\Editor\\tools.ico");
+    Shortcut(root + L"\\Users\\Public\\Desktop\\Editor.lnk", editor_, root + L"\\Program Files\\Editor\\editor.ico");
+    const std::wstring plugin = agent_ + L"\\plugins\\lodestar\\lodestar.exe";
+    ASSERT_TRUE(create_directory(plugin.substr(0, plugin.rfind(L'\\'))));
+    testsupport::WriteFile(plugin, Program(L"2.5", kPluginVersion));
+
+    Silent(true);
+    testsupport::WriteFile(Marker(L"tarnhold.answers"), "Name=Editor Suite\nVersion=2.1\nDescription=Editors for \"samples\"\n"
+                                                        "Packager=jsmith\nNotes=Line one\\nline <two> caf\xC3\xA9\n");
+    ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
+    RecordHive(appId_, keys);
+    testsupport::WriteFile(volume_ + L"\\plugins.state",
+                           "lodestar precapture fail\r\nLODESTAR  PostCapture  PASS\r\nlodestar postcapture fail\r\n"
+                           "cobblewood postcapture passed\r\n");
+    testsupport::WriteFile(volume_ + L"\\orvcustommeta.tmp", "{\"owner\": \"build <ops>\"}");
+    testsupport::WriteFile(volume_ + L"\\orvcustomtags.tmp", "office;editor");
+    ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
+
     disk_ = scratch_ / L"package.vhd";
     ASSERT_EQ(platform::CopyFileTo(vhd::QemuFixture(L"dynamic.vhd"), disk_, false), 0u);
     ASSERT_EQ(Kestrel({L"-postProv", disk_, volume::PackageJsonPath(volume_, appId_)}).exitCode, 0u);
+    // The program's work is done: without it the volume's snapshots are small.
+    ASSERT_EQ(platform::RemoveFile(program_), 0u);
     captured_ = testsupport::TreeSnapshot(volume_);
     capturedDisk_ = testsupport::ReadFile(disk_);
     report_ = agent_ + L"\\Logs\\" + CaptureReport::FileName(appId_);
     capturedReport_ = testsupport::ReadFile(report_);
+  }
+  // An icon file of its own colour for each name.
+  static std::string Icon(const std::wstring& name) {
+    const uint32_t argb = name.find(L"tools") == std::wstring::npos ? 0xFFC03030 : 0xFF3050C0;
+    return testsupport::IcoFile({{16, 32, testsupport::DibIcon(16, 32, argb)}});
+  }
+  static std::string Program(const wchar_t* productVersion, const uint16_t version[4]) {
+    return testsupport::BuildPe({{platform::pe::kTypeVersion, {}, 1, 0x409,
+                                  testsupport::VersionResource(
+                                      version, {{L"CompanyName", L"Tellurex"}, {L"ProductVersion", productVersion}})}});
+  }
+  static std::string Base64(const std::string& bytes) {
+    std::wstring text;
+    EXPECT_TRUE(platform::crypto::Base64Encode(bytes.data(), bytes.size(), text));
+    return platform::ToUtf8(text);
+  }
+  static void Shortcut(const std::wstring& path, const std::wstring& target, const std::wstring& icon) {
+    platform::lnk::LinkData link;
+    link.iconLocation = icon;
+    testsupport::WriteFile(path, platform::lnk::BuildLink(target, link));
   }
 
   // The volume, the disk and the report as the capture left them.
   void Restore() {
     for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
     for (const auto& [path, bytes] : captured_) {
-      if (platform::NamesEqual(path.substr(1), programName_)) continue;
       if (bytes == testsupport::kFolderEntry) {
         ASSERT_TRUE(create_directory(volume_ + path));
       } else {
@@ -80,13 +134,6 @@ class Inspect : public WholeCapture {
     uint32_t exitCode = 0;
     JsonTree report{nullptr, cJSON_Delete};
     std::map<std::string, std::string> statuses;  // of each check
-    std::set<std::string> Failed() const {
-      std::set<std::string> failed;
-      for (const auto& [id, status] : statuses) {
-        if (status == "fail") failed.insert(id);
-      }
-      return failed;
-    }
   };
   // The program's --json over the volume; the volume must not change.
   // A volume holding a 2 GiB file is not read into a snapshot.
@@ -134,6 +181,8 @@ class Inspect : public WholeCapture {
     cJSON_AddItemToObject(object, member, value);
   }
 
+  static constexpr uint16_t kEditorVersion[4] = {2, 1, 0, 0};
+  static constexpr uint16_t kPluginVersion[4] = {2, 5, 0, 17};
   const std::wstring appId_ = platform::Lower(kAppId);
   testsupport::ScratchFolder packageData_;
   testsupport::ScopedEnv packageDataEnv_{L"ORVCAPTURE_PACKAGEDATA_FOLDER", packageData_.path()};
@@ -142,8 +191,41 @@ class Inspect : public WholeCapture {
   std::string capturedDisk_, capturedReport_;
 };
 
-TEST_F(Inspect, ACapturedVolumePassesEveryCheck) {
-  const Result result = Run();
+// The whole text of the suite's document, but what differs between runs
+// and machines: the disk's identity, the package root (the volume's own
+// path) and what the machine and its system answer.
+TEST_F(CapturedSuite, DocumentIsTheGoldenText) {
+  std::string text;
+  ASSERT_TRUE(ReadJsonFile(volume::PackageJsonPath(volume_, appId_), text));
+  size_t at = 0;
+  for (const char* mark : {"\"uniqueId\" : \"", "\"creationTime\" : \"", "\"machine\" : {", "\"operatingsystem\" : {",
+                           "\"packageroot\" : \"", "\"operatingsystem\" : {"}) {
+    at = text.find(mark, at);
+    ASSERT_NE(at, std::string::npos) << mark;
+    at += std::strlen(mark);
+    text.replace(at, text.find(mark[std::strlen(mark) - 1] == '{' ? '}' : '"', at) - at, "@");
+  }
+  std::string expected =
+#include "captured_suite_document.inc"
+      ;
+  const std::pair<const char*, std::string> icons[] = {
+      {"@EDITOR@", Base64(Icon(L"editor"))}, {"@TOOLS@", Base64(Icon(L"tools"))}, {"@DEFAULT@", kDefaultIconBase64}};
+  for (const auto& [name, base64] : icons) {
+    for (size_t found = expected.find(name); found != std::string::npos; found = expected.find(name, found))
+      expected.replace(found, std::strlen(name), base64);
+  }
+  EXPECT_EQ(text, expected);
+  EXPECT_FALSE(platform::PathExists(volume::CustomMetadataPath(volume_))) << "taken in, then deleted";
+  EXPECT_FALSE(platform::PathExists(volume::CustomTagsPath(volume_)));
+}
+
+// The JSON report and the HTML page of one run. On Linux the page is
+// rendered as a real browser does: headless Chromium (a project package:
+// its absence fails the test) loads it from its file and dumps the DOM.
+TEST_F(CapturedSuite, InspectionPassesEveryCheck) {
+  const testsupport::ScratchFolder out;
+  const std::wstring page = out / L"volume.html";
+  const Result result = Run(true, {L"--html", page});
   EXPECT_EQ(result.exitCode, 0u);
   // Every check had something to look at but the state, which phase two
   // deletes once read, and the target applications, which this package
@@ -160,21 +242,49 @@ TEST_F(Inspect, ACapturedVolumePassesEveryCheck) {
   Guid documented;
   ASSERT_TRUE(ReadDiskUniqueId(volume::PackageJsonPath(volume_, appId_), documented));
   EXPECT_EQ(text({"identity", "appId"}), platform::ToUtf8(appId_));
-  EXPECT_EQ(text({"identity", "notes"}), "first\r\nsecond");
+  EXPECT_EQ(text({"identity", "notes"}), "Line one\r\nline <two> caf\xC3\xA9");
   EXPECT_EQ(text({"disk", "uniqueId"}), platform::ToUtf8(GuidToText(documented, GuidCase::Upper)));
   const cJSON* document = cJSON_GetObjectItem(report, "document");
   const cJSON* bundle = cJSON_GetArrayItem(cJSON_GetObjectItem(document, "bundles"), 0);
-  EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(bundle, "name")), "Editor");
-  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(bundle, "shortcuts")), 2);
-  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(report, "applications")), 1);
-  // Every icon the document holds decoded: the default one and the
-  // editor's shortcut's.
-  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(document, "icons")), 2);
+  EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(bundle, "name")), "Editor Suite");
+  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(bundle, "shortcuts")), 3);
+  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(report, "applications")), 2);
+  // Every icon the document holds decoded: the default one and the four
+  // of the applications and shortcuts.
+  EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(document, "icons")), 5);
+
+#ifndef _WIN32
+  const testsupport::ScratchFolder profile;
+  const auto dom = testsupport::Run(
+      L"/usr/bin/chromium", {L"--headless", L"--no-sandbox", L"--disable-gpu", L"--disable-quic", L"--no-first-run",
+                             L"--disable-background-networking", L"--disable-component-update", L"--disable-sync",
+                             L"--user-data-dir=" + profile.path(), L"--dump-dom", L"file://" + page});
+  ASSERT_EQ(dom.startError, 0u) << "chromium is missing: scripts/install-deps installs it";
+  ASSERT_EQ(dom.exitCode, 0u) << dom.output;
+  std::smatch title;
+  ASSERT_TRUE(std::regex_search(dom.output, title, std::regex("<title>([^<]*)</title>"))) << dom.output;
+  EXPECT_EQ(title[1].str(), "kestrel-inspect: Editor Suite 2.1");
+  // The icon files of the two applications in _meta.yml, their icons and
+  // those of the three shortcuts in the document, and the five icons of the
+  // document, each inline; nothing to fetch, nothing to run.
+  size_t images = 0, inline_ = 0;
+  const std::regex img("<img [^>]*src=\"(data:image/(png|x-icon);base64,)?");
+  for (auto it = std::sregex_iterator(dom.output.begin(), dom.output.end(), img); it != std::sregex_iterator(); ++it) {
+    ++images;
+    inline_ += (*it)[1].matched;
+  }
+  EXPECT_EQ(images, 12u);
+  EXPECT_EQ(inline_, images);
+  EXPECT_EQ(dom.output.find("<script"), std::string::npos);
+  // The failed checks come first; here none failed.
+  EXPECT_LT(dom.output.find("id=\"failed-checks\""), dom.output.find("Volume identity"));
+  EXPECT_NE(dom.output.find("No check failed."), std::string::npos);
+#endif
 }
 
 // One volume spoiled per check: exactly the checks named fail, with a
 // finding that says where.
-TEST_F(Inspect, EachSpoiledVolumeFailsItsCheck) {
+TEST_F(CapturedSuite, EachSpoiledVolumeFailsItsInspection) {
   const std::wstring document = volume::PackageJsonPath(volume_, appId_), copy = volume::DiskJsonPath(volume_);
   const struct {
     const char* what;
@@ -275,7 +385,11 @@ TEST_F(Inspect, EachSpoiledVolumeFailsItsCheck) {
     c.spoil();
     const Result result = Run(c.failed != std::set<std::string>{"metadata-reads"});
     EXPECT_EQ(result.exitCode, 1u);
-    EXPECT_EQ(result.Failed(), c.failed);
+    std::set<std::string> failed;
+    for (const auto& [id, status] : result.statuses) {
+      if (status == "fail") failed.insert(id);
+    }
+    EXPECT_EQ(failed, c.failed);
     std::string findings;
     const cJSON* check = nullptr;
     cJSON_ArrayForEach(check, cJSON_GetObjectItem(result.report.get(), "checks")) {
@@ -290,7 +404,7 @@ TEST_F(Inspect, EachSpoiledVolumeFailsItsCheck) {
 
 // The capture report's lines are shown grouped by their kind, whatever the
 // kinds are; an empty volume and a volume that is not there.
-TEST_F(Inspect, CaptureReportGroupsEventsByKind) {
+TEST_F(CapturedSuite, InspectionGroupsTheReportByKind) {
   testsupport::WriteFile(report_, "\xEF\xBB\xBF{\"event\":\"shortcut\",\"name\":\"Editor\",\"kept\":true}\n"
                                   "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\n"
                                   "{\"event\":\"shortcut\",\"name\":\"Readme\",\"kept\":false,\"why\":\"no target\"}\n");
@@ -311,39 +425,5 @@ TEST_F(Inspect, CaptureReportGroupsEventsByKind) {
   EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(refused.get(), "error")),
                ("the volume " + platform::ToUtf8(empty / L"none") + " is no folder that can be read").c_str());
 }
-
-#ifndef _WIN32
-// Linux: the HTML page as a real browser renders it: headless Chromium (a
-// project package: its absence fails the test) loads the page from its file
-// and dumps the DOM it built.
-TEST_F(Inspect, PageRendersInChromiumWithEveryIcon) {
-  const testsupport::ScratchFolder out, profile;
-  const std::wstring page = out / L"volume.html";
-  EXPECT_EQ(Run(true, {L"--html", page}).exitCode, 0u);
-  const auto dom = testsupport::Run(
-      L"/usr/bin/chromium", {L"--headless", L"--no-sandbox", L"--disable-gpu", L"--disable-quic", L"--no-first-run",
-                             L"--disable-background-networking", L"--disable-component-update", L"--disable-sync",
-                             L"--user-data-dir=" + profile.path(), L"--dump-dom", L"file://" + page});
-  ASSERT_EQ(dom.startError, 0u) << "chromium is missing: scripts/install-deps installs it";
-  ASSERT_EQ(dom.exitCode, 0u) << dom.output;
-  std::smatch title;
-  ASSERT_TRUE(std::regex_search(dom.output, title, std::regex("<title>([^<]*)</title>"))) << dom.output;
-  EXPECT_EQ(title[1].str(), "kestrel-inspect: Editor 2.1");
-  // The application's icon file, the editor's shortcut's icon and the two
-  // icons of the document, each inline; nothing to fetch, nothing to run.
-  size_t images = 0, inline_ = 0;
-  const std::regex img("<img [^>]*src=\"(data:image/(png|x-icon);base64,)?");
-  for (auto it = std::sregex_iterator(dom.output.begin(), dom.output.end(), img); it != std::sregex_iterator(); ++it) {
-    ++images;
-    inline_ += (*it)[1].matched;
-  }
-  EXPECT_EQ(images, 4u);
-  EXPECT_EQ(inline_, images);
-  EXPECT_EQ(dom.output.find("<script"), std::string::npos);
-  // The failed checks come first; here none failed.
-  EXPECT_LT(dom.output.find("id=\"failed-checks\""), dom.output.find("Volume identity"));
-  EXPECT_NE(dom.output.find("No check failed."), std::string::npos);
-}
-#endif
 
 }  // namespace
