@@ -56,7 +56,8 @@ class CapturedSuite : public WholeCapture {
       machine.insert(at + 1, "HKEY_LOCAL_MACHINE\\SOFTWARE\\Package\\");
     testsupport::ImportPackageRegistry(registry_.root(), "Windows Registry Editor Version 5.00\r\n\r\n" + machine);
     const std::wstring root = volume::PackageRoot(volume_, appId_);
-    ASSERT_TRUE(create_directory(root + L"\\Program Files\\Editor") && create_directory(root + L"\\Windows\\Installer"));
+    ASSERT_TRUE(create_directory(root + L"\\Program Files\\Editor") &&
+                create_directory(root + L"\\Windows\\Installer"));
     editor_ = root + L"\\Program Files\\Editor\\editor.exe";
     const std::wstring tools = root + L"\\Program Files\\Editor\\tools.exe";
     testsupport::WriteFile(editor_, Program(L"2.1", kEditorVersion));
@@ -74,8 +75,9 @@ class CapturedSuite : public WholeCapture {
     testsupport::WriteFile(plugin, Program(L"2.5", kPluginVersion));
 
     Silent(true);
-    testsupport::WriteFile(Marker(L"tarnhold.answers"), "Name=Editor Suite\nVersion=2.1\nDescription=Editors for \"samples\"\n"
-                                                        "Packager=jsmith\nNotes=Line one\\nline <two> caf\xC3\xA9\n");
+    testsupport::WriteFile(Marker(L"tarnhold.answers"),
+                           "Name=Editor Suite\nVersion=2.1\nDescription=Editors for \"samples\"\n"
+                           "Packager=jsmith\nNotes=Line one\\nline <two> caf\xC3\xA9\n");
     ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
     RecordHive(appId_, keys);
     testsupport::WriteFile(volume_ + L"\\plugins.state",
@@ -294,7 +296,8 @@ TEST_F(CapturedSuite, EachSpoiledVolumeFailsItsInspection) {
   } cases[] = {
       {"a damaged document",
        [&] {
-         for (const auto& path : {document, copy}) testsupport::WriteFile(path, "\xEF\xBB\xBF{\"appstack\": {\"icons\": ");
+         for (const auto& path : {document, copy})
+           testsupport::WriteFile(path, "\xEF\xBB\xBF{\"appstack\": {\"icons\": ");
        },
        {"metadata-parses"}, "no JSON object"},
       {"a 2 GiB document",
@@ -374,8 +377,9 @@ TEST_F(CapturedSuite, EachSpoiledVolumeFailsItsInspection) {
        {"vhd-unique-id-matches"}, "{AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE} is not disk.uniqueId"},
       {"a damaged line in the capture report",
        [&] {
-         testsupport::WriteFile(report_, "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\r\n{\"event\":\"sta\r\n"
-                                         "{\"event\":\"exit\",\"code\":0}\r\n");
+         testsupport::WriteFile(report_,
+                                "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\r\n{\"event\":\"sta\r\n"
+                                "{\"event\":\"exit\",\"code\":0}\r\n");
        },
        {"report-reads"}, "line 2 is no JSON object"},
   };
@@ -405,9 +409,10 @@ TEST_F(CapturedSuite, EachSpoiledVolumeFailsItsInspection) {
 // The capture report's lines are shown grouped by their kind, whatever the
 // kinds are; an empty volume and a volume that is not there.
 TEST_F(CapturedSuite, InspectionGroupsTheReportByKind) {
-  testsupport::WriteFile(report_, "\xEF\xBB\xBF{\"event\":\"shortcut\",\"name\":\"Editor\",\"kept\":true}\n"
-                                  "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\n"
-                                  "{\"event\":\"shortcut\",\"name\":\"Readme\",\"kept\":false,\"why\":\"no target\"}\n");
+  testsupport::WriteFile(report_,
+                         "\xEF\xBB\xBF{\"event\":\"shortcut\",\"name\":\"Editor\",\"kept\":true}\n"
+                         "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\n"
+                         "{\"event\":\"shortcut\",\"name\":\"Readme\",\"kept\":false,\"why\":\"no target\"}\n");
   const Result result = Run();
   EXPECT_EQ(result.exitCode, 0u);
   char* events = cJSON_PrintUnformatted(cJSON_GetObjectItem(cJSON_GetObjectItem(result.report.get(), "captureReport"), "events"));
