@@ -84,7 +84,7 @@ class CapturedSuite : public WholeCapture {
                            "lodestar precapture fail\r\nLODESTAR  PostCapture  PASS\r\nlodestar postcapture fail\r\n"
                            "cobblewood postcapture passed\r\n");
     testsupport::WriteFile(volume_ + L"\\orvcustommeta.tmp", "{\"owner\": \"build <ops>\"}");
-    testsupport::WriteFile(volume_ + L"\\orvcustomtags.tmp", "office;editor");
+    testsupport::WriteFile(volume_ + L"\\orvcustomtags.tmp", "office;\xC3\xA9" "diteur");
     ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
 
     disk_ = scratch_ / L"package.vhd";
