@@ -76,7 +76,7 @@ class CapturedSuite : public WholeCapture {
 
     Silent(true);
     testsupport::WriteFile(Marker(L"tarnhold.answers"),
-                           "Name=Editor Suite\nVersion=2.1\nDescription=Editors for \"samples\"\n"
+                           "Name=Editor Suite\nVersion=2.2.0\nDescription=Editors for \"samples\"\n"
                            "Packager=jsmith\nNotes=Line one\\nline <two> caf\xC3\xA9\n");
     ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
     RecordHive(appId_, keys);
@@ -265,7 +265,7 @@ TEST_F(CapturedSuite, InspectionPassesEveryCheck) {
   ASSERT_EQ(dom.exitCode, 0u) << dom.output;
   std::smatch title;
   ASSERT_TRUE(std::regex_search(dom.output, title, std::regex("<title>([^<]*)</title>"))) << dom.output;
-  EXPECT_EQ(title[1].str(), "kestrel-inspect: Editor Suite 2.1");
+  EXPECT_EQ(title[1].str(), "kestrel-inspect: Editor Suite 2.2.0");
   // The icon files of the two applications in _meta.yml, their icons and
   // those of the three shortcuts in the document, and the five icons of the
   // document, each inline; nothing to fetch, nothing to run.
