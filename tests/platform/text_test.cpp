@@ -19,11 +19,13 @@ TEST(TextConversion, Utf8RoundTripsAllPlanes) {
   EXPECT_EQ(ToUtf16Le(emoji), std::string("\x3d\xd8\x00\xde", 4));
 }
 
-TEST(TextConversion, InvalidUtf8BecomesReplacementCharacters) {
+TEST(TextConversion, InvalidTextBecomesReplacementCharacters) {
   EXPECT_EQ(FromUtf8("a\xff" "b"), L"a\ufffdb");
   EXPECT_EQ(FromUtf8("\xc0\xaf"), L"\ufffd\ufffd");         // overlong
   EXPECT_EQ(FromUtf8("\xed\xa0\x80"), L"\ufffd\ufffd\ufffd");  // encoded surrogate
   EXPECT_EQ(FromUtf8("x\xe2\x82"), L"x\ufffd\ufffd");       // cut short
+  // A lone surrogate in wide text, the last of their range, is no character.
+  EXPECT_EQ(ToUtf8(std::wstring(1, static_cast<wchar_t>(0xDFFF))), "\xef\xbf\xbd");
 }
 
 TEST(TextCase, RuntimeFoldingIsAsciiOnly) {
