@@ -148,6 +148,7 @@ TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
   std::wstring log;
   for (const auto& line : Messages(L"PrintLog")) log += line;
   const std::wstring root = volume::PackageRoot(volume_, appId);
+  const std::wstring fabrikam = root + L"\\Program Files\\Fabrikam\\fabrikam.exe";
   const auto swap = [&](const std::wstring& from, const std::wstring& to) {
     return L"GetCorrectPathForShortcut: " + from + L" at [" + std::to_wstring(root.size() + 1) + L"].New Path (" +
            root + L"\\" + to + L")";
@@ -157,7 +158,8 @@ TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
            swap(L"Program Files", L"Program Files (x86)\\Old\\old.exe"),
            L"ResolveIndirectString: String resource path " + root + L"\\..\\secret.dll climbs out of the package root",
            L"ResolveIcon: Icon path D:\\icons\\x.ico lies outside the package root",
-           L"Requested resource index 999 is out of range (size: [1])",
+           L"Requested resource index 999 is out of range (size: [1]) in module: [" + fabrikam +
+               L"].\nicon data retrieval failed for " + fabrikam + L"\n",
            L"ProcessProgId: Target path D:\\Tools\\app.exe lies outside the package root",
            L"\\Bad.Doc\\shell\\missing\\command) names no file of the package: no target application.",
        }) {
