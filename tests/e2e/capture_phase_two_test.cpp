@@ -60,7 +60,8 @@ std::unique_ptr<MetadataObject> ExpectedOnDemand() {
   const wchar_t* fabrikam = L"C:\\Program Files\\Fabrikam\\fabrikam.exe";
   const wchar_t* editor = L"Fabrikam \u2013 the editor";
   const Shortcut rows[] = {
-      {L"Legacy", L"C:\\Program Files (x86)\\Legacy\\legacy.exe", L"5", L"838", L"", L"", -1, L"Legacy Ltd", L"4.2 <beta>"},
+      {L"Legacy", L"C:\\Program Files (x86)\\Legacy\\legacy.exe", L"5", L"838", L"", L"", -1, L"Legacy Ltd",
+       L"4.2 <beta>"},
       {L"Old", L"C:\\Program Files\\Old\\old.exe", L"", L"0", L"", L"exe", -1, L"", L"1.0"},
       {L"Fabrikam Editor", fabrikam, L"6", L"1601", editor, L"", 0, L"", L""},
       {L"Fabrikam Safe Mode", fabrikam, L"6", L"0", L"", L"", 0, L"", L""},
@@ -111,7 +112,8 @@ std::unique_ptr<MetadataObject> ExpectedOnDemand() {
             M(L"target_apps", Arr(Target(L"0", L"Fabrikam Editor"), Target(L"2", L"Fabrikam Preview"),
                                   Target(L"3", L"Fabrikam Print"), Target(L"4", L"Fabrikam Viewer"))))),
       M(L"name", S(L"Editor")),
-      M(L"shortcuts", std::move(shortcuts)), M(L"icon_indices", Strings({L"0", L"1", L"2", L"3", L"4", L"5", L"6", L"7"})));
+      M(L"shortcuts", std::move(shortcuts)),
+      M(L"icon_indices", Strings({L"0", L"1", L"2", L"3", L"4", L"5", L"6", L"7"})));
 }
 
 // With KESTREL_CAPTURE_EXCHANGE set (by the Linux suite's exchange test),

@@ -58,12 +58,14 @@ std::vector<std::wstring> ShortcutSample(const std::wstring& volumePath, const s
     return full;
   };
   const std::wstring fabrikam = root + L"\\Program Files\\Fabrikam\\fabrikam.exe";
-  const std::wstring appIcon = put(L"Program Files\\Fabrikam\\fabrikam.ico", IcoFile({{32, 32, DibIcon(32, 32, 0xFFC02020)}}));
+  const std::wstring appIcon =
+      put(L"Program Files\\Fabrikam\\fabrikam.ico", IcoFile({{32, 32, DibIcon(32, 32, 0xFFC02020)}}));
   const std::string tools = IcoFile({{16, 8, DibIcon(16, 8, 0xFF2040C0)}});
   const std::wstring toolsIcon = put(L"Program Files\\Fabrikam\\Tools\\tools.ico", tools);
   const std::wstring copyIcon = put(L"Program Files\\Fabrikam\\Tools\\copy.ico", tools);
   const std::wstring readme = put(L"Program Files\\Fabrikam\\readme.txt", "Read me first.\r\n");
-  put(L"Program Files\\Legacy\\legacy.exe", Program({{L"CompanyName", L"Legacy Ltd"}, {L"ProductVersion", L"4.2 <beta>"}}));
+  put(L"Program Files\\Legacy\\legacy.exe",
+      Program({{L"CompanyName", L"Legacy Ltd"}, {L"ProductVersion", L"4.2 <beta>"}}));
   put(L"Program Files\\Legacy\\legacy.ico", IcoFile({{48, 24, DibIcon(48, 24, 0xFF30A030)}}));
   put(L"Program Files (x86)\\Old\\old.exe", Program({{L"ProductVersion", L"1.0"}}));
 
