@@ -32,13 +32,46 @@ Node Target(const wchar_t* icon, const wchar_t* description) {
   return Obj(M(L"app_icon", S(icon)), M(L"file_desc", S(description)));
 }
 
+struct Shortcut {
+  const wchar_t *name, *path, *icon, *hotkey, *description, *targetFileExt;
+  int targetApp;  // -1: none
+  const wchar_t *publisher, *productVersion;
+};
+Node ShortcutObject(const Shortcut& s) {
+  auto o = Obj(M(L"name", S(s.name)), M(L"path", S(s.path)), M(L"launch_id", S(GetMD5HashGuid(s.path))));
+  if (*s.icon) o->AddString(L"iconIndex", s.icon);
+  o->AddString(L"hotkey", s.hotkey);
+  if (*s.description) o->AddString(L"description", s.description);
+  if (*s.targetFileExt) o->AddString(L"targetfileext", s.targetFileExt);
+  if (s.targetApp >= 0) o->Add(L"target_app", Int(s.targetApp));
+  if (*s.publisher) o->AddString(L"publisher", s.publisher);
+  if (*s.productVersion) o->AddString(L"product_version", s.productVersion);
+  return o;
+}
+
 // What the first capture's package gives on demand: its file types (the
 // ShellNew template that is missing gives no members, Bad.Doc only its verbs'
-// names and the one target in the package), and its advertised shortcut as
-// the ordinary one it became, its icon the document icon that the file types
-// numbered, its target the first target application.
+// names and the one target in the package), the shortcut sample (the
+// Program Files swap both ways, icons shared by file and by bytes after the
+// file types' numbers), and its advertised shortcut as the ordinary one it
+// became, its icon the document icon that the file types numbered, its
+// target the first target application.
 std::unique_ptr<MetadataObject> ExpectedOnDemand() {
   const wchar_t* fabrikam = L"C:\\Program Files\\Fabrikam\\fabrikam.exe";
+  const wchar_t* editor = L"Fabrikam \u2013 the editor";
+  const Shortcut rows[] = {
+      {L"Legacy", L"C:\\Program Files (x86)\\Legacy\\legacy.exe", L"5", L"838", L"", L"", -1, L"Legacy Ltd",
+       L"4.2 <beta>"},
+      {L"Old", L"C:\\Program Files\\Old\\old.exe", L"", L"0", L"", L"exe", -1, L"", L"1.0"},
+      {L"Fabrikam Editor", fabrikam, L"6", L"1601", editor, L"", 0, L"", L""},
+      {L"Fabrikam Safe Mode", fabrikam, L"6", L"0", L"", L"", 0, L"", L""},
+      {L"Fabrikam", fabrikam, L"1", L"0", editor, L"", 0, L"", L""},
+      {L"Read Me", L"C:\\Program Files\\Fabrikam\\readme.txt", L"", L"0", L"", L"txt", -1, L"", L""},
+      {L"Tools Copy", fabrikam, L"7", L"0", L"Tools", L"", 0, L"", L""},
+      {L"Tools", fabrikam, L"7", L"0", L"Tools", L"", 0, L"", L""},
+  };
+  auto shortcuts = std::make_unique<MetadataArray>();
+  for (const Shortcut& row : rows) shortcuts->Add(ShortcutObject(row));
   return Obj(
       M(L"non_msix",
         Obj(M(L"app_paths", Arr(Obj(M(L"name", S(L"fabrikam.exe")), M(L"save_url", True()), M(L"use_url", True()),
@@ -79,11 +112,8 @@ std::unique_ptr<MetadataObject> ExpectedOnDemand() {
             M(L"target_apps", Arr(Target(L"0", L"Fabrikam Editor"), Target(L"2", L"Fabrikam Preview"),
                                   Target(L"3", L"Fabrikam Print"), Target(L"4", L"Fabrikam Viewer"))))),
       M(L"name", S(L"Editor")),
-      M(L"shortcuts", Arr(Obj(M(L"name", S(L"Fabrikam")), M(L"path", S(fabrikam)),
-                              M(L"launch_id", S(GetMD5HashGuid(fabrikam))), M(L"iconIndex", S(L"1")),
-                              M(L"hotkey", S(L"0")), M(L"description", S(L"Fabrikam \u2013 the editor")),
-                              M(L"target_app", Int(0))))),
-      M(L"icon_indices", Strings({L"0", L"1", L"2", L"3", L"4"})));
+      M(L"shortcuts", std::move(shortcuts)),
+      M(L"icon_indices", Strings({L"0", L"1", L"2", L"3", L"4", L"5", L"6", L"7"})));
 }
 
 // With KESTREL_CAPTURE_EXCHANGE set (by the Linux suite's exchange test),
@@ -115,14 +145,23 @@ TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
   ExpectZipped(appId, onDemand);
   // The value tree indents a value two columns left of where it starts.
   EXPECT_EQ(onDemand, ExpectedOnDemand()->Serialize(static_cast<int32_t>(start - document.rfind('\n', at) - 3)));
-  // What the file types refused, each with its line.
+  // The Program Files swap, both ways, and what the file types refused, each
+  // with its line.
   std::wstring log;
   for (const auto& line : Messages(L"PrintLog")) log += line;
   const std::wstring root = volume::PackageRoot(volume_, appId);
+  const std::wstring fabrikam = root + L"\\Program Files\\Fabrikam\\fabrikam.exe";
+  const auto swap = [&](const std::wstring& from, const std::wstring& to) {
+    return L"GetCorrectPathForShortcut: " + from + L" at [" + std::to_wstring(root.size() + 1) + L"].New Path (" +
+           root + L"\\" + to + L")";
+  };
   for (const std::wstring& line : std::initializer_list<std::wstring>{
+           swap(L"Program Files (x86)", L"Program Files\\Legacy\\legacy.exe"),
+           swap(L"Program Files", L"Program Files (x86)\\Old\\old.exe"),
            L"ResolveIndirectString: String resource path " + root + L"\\..\\secret.dll climbs out of the package root",
            L"ResolveIcon: Icon path D:\\icons\\x.ico lies outside the package root",
-           L"Requested resource index 999 is out of range (size: [1])",
+           L"Requested resource index 999 is out of range (size: [1]) in module: [" + fabrikam +
+               L"].\nicon data retrieval failed for " + fabrikam + L"\n",
            L"ProcessProgId: Target path D:\\Tools\\app.exe lies outside the package root",
            L"\\Bad.Doc\\shell\\missing\\command) names no file of the package: no target application.",
        }) {
