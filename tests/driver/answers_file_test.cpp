@@ -21,9 +21,9 @@ std::wstring Joined(const PackageDescription& d) {
 
 TEST(AnswersText, EveryEncodingGivesTheSameAnswers) {
   const std::wstring text =
-      L"Name=Caf\u00e9 Editor\r\nVersion=2.1.0\r\nDescription=Text = editor\r\nPackager=jsmith\r\n"
+      L"Name=Caf\u00e9 \U0010FFFF\r\nVersion=2.1.0\r\nDescription=Text = editor\r\nPackager=jsmith\r\n"
       L"Notes=first\\nsecond \\\\n not a break\\x\r\n";
-  const std::wstring expected = L"Caf\u00e9 Editor|2.1.0|Text = editor|jsmith|first\r\nsecond \\n not a break\\x";
+  const std::wstring expected = L"Caf\u00e9 \U0010FFFF|2.1.0|Text = editor|jsmith|first\r\nsecond \\n not a break\\x";
   for (const std::string& bytes : {platform::ToUtf8(text), "\xEF\xBB\xBF" + platform::ToUtf8(text), Utf16Le(text),
                                    Utf16Be(text)}) {
     PackageDescription answers;
@@ -33,11 +33,12 @@ TEST(AnswersText, EveryEncodingGivesTheSameAnswers) {
   }
 }
 
+// The last line needs no line end, and an escape may end it.
 TEST(AnswersText, KeysNotGivenKeepTheirValuesAndEmptyLinesAreSkipped) {
   PackageDescription answers{L"Old", L"1.0", L"old text", L"someone", L"old notes"};
   std::wstring problem;
-  ASSERT_TRUE(ParseAnswers("\nPackager=\nName=New\n\n", answers, problem));
-  EXPECT_EQ(Joined(answers), L"New|1.0|old text||old notes");
+  ASSERT_TRUE(ParseAnswers("\nPackager=\nName=New\n\nNotes=end\\n", answers, problem));
+  EXPECT_EQ(Joined(answers), L"New|1.0|old text||end\r\n");
 }
 
 TEST(AnswersText, MalformedFilesAreRefusedNamingTheLineAndChangeNothing) {
