@@ -192,16 +192,15 @@ TEST_F(MetadataDocument, PackagedApplicationsTakeTheirAssetsLogo) {
   EXPECT_STREQ("image/png", cJSON_GetStringValue(cJSON_GetObjectItem(icon, "type")));
 }
 
-// plugins.state: postcapture lines only, ".exe" appended to the first word,
-// no regard to case, the first matching record decides (a state of two
-// plugins, one of them failed, is the end-to-end capture's).
+// plugins.state: a postcapture line without a status, ".exe" appended to the
+// first word, other blanks; no regard to case, precapture lines and the first
+// matching record deciding are CapturedSuite.DocumentIsTheGoldenText's.
 TEST_F(MetadataDocument, PluginStatusesFromTheStateFile) {
   const std::vector<std::wstring> names = {L"lodestar", L"cobblewood"};
   struct Case {
     std::string state;
     std::vector<std::wstring> statuses;
   } cases[] = {
-      {"LodeStar POSTCAPTURE Pass", {L"passed", L""}},
       {"lodestar precapture pass\nlodestar postcapture\n", {L"failed", L""}},
       {"lodestar.exe postcapture pass\n", {L"", L""}},
       {"\t cobblewood\tpostcapture   pass   extra\r\n", {L"", L"passed"}},
