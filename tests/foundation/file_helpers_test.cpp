@@ -1,6 +1,3 @@
-// The file helpers' edge inputs and log lines. Finding shortcuts by their
-// extension in every folder below is the captured suite's (start menu and
-// desktop shortcuts, one folder down, in CapturedSuite.DocumentIsTheGoldenText).
 #include <gtest/gtest.h>
 
 #include "foundation/file_helpers.h"
@@ -61,6 +58,24 @@ TEST(FileHelpers, CreateDirectoryMakesEveryParent) {
   ASSERT_EQ(entries.size(), 2u);
   EXPECT_EQ(testsupport::WithoutSource(entries[0]), L"CreateDirectoryW(\"" + blocked + L"\") error: 3\n");
   EXPECT_EQ(entries[1].rfind(L"Assert failure: create_directory@", 0), 0u);
+}
+
+TEST(FileList, FindsFilesByExtensionInEveryFolderBelow) {
+  testsupport::ScratchFolder dir;
+  for (const wchar_t* folder : {L"Programs", L"Programs\\empty", L"zeta"}) {
+    ASSERT_EQ(platform::MakeFolder(dir / folder), 0u);
+  }
+  for (const wchar_t* file : {L"b.lnk", L"A.LNK", L"notes.txt", L"lnk", L"Programs\\c.lnk", L"zeta\\z.lnk.bak"}) {
+    testsupport::WriteFile(dir / file, "x");
+  }
+  std::vector<std::wstring> files{L"already there"};
+  EXPECT_TRUE(GetFileList(dir.path(), L".lnk", files));
+  EXPECT_EQ(files, (Entries{L"already there", dir / L"A.LNK", dir / L"b.lnk", dir / L"Programs\\c.lnk"}));
+
+  std::vector<std::wstring> none;
+  EXPECT_FALSE(GetFileList(dir / L"missing", L".lnk", none));
+  EXPECT_TRUE(GetFileList(dir / L"Programs\\empty", L".lnk", none));
+  EXPECT_TRUE(none.empty());
 }
 
 }  // namespace
