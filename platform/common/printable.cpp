@@ -92,7 +92,9 @@ constexpr Range kNotPrintable[] = {
 }  // namespace
 
 bool IsPrintable(wchar_t c) {
-  if (static_cast<uint32_t>(c) > 0xFFFF) return false;
+  // Beyond UTF-16: only where wchar_t is 32 bits (a shift, as a comparison
+  // is always false, and warned of, where it is 16).
+  if (static_cast<uint32_t>(c) >> 16) return false;
   const auto unit = static_cast<uint16_t>(c);
   const Range* end = std::end(kNotPrintable);
   const Range* at = std::upper_bound(std::begin(kNotPrintable), end, unit,

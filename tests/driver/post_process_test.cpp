@@ -1,5 +1,6 @@
 // Disk post-processing: the retries while another process holds the disk
-// (sleeps injected); the stamping itself is the end-to-end post-provisioning's.
+// (sleeps injected); the stamping itself, and disks refused at once without
+// a retry, are the end-to-end post-provisioning's.
 #include "driver/post_process.h"
 
 #include <gtest/gtest.h>
@@ -61,22 +62,6 @@ TEST_F(PostProcessTest, ADiskHeldByAnotherProcessIsTriedTenTimesSixSecondsApart)
   entries.pop_back();
   EXPECT_EQ(entries, expected);
   EXPECT_TRUE(testsupport::ReadFile(disk) == image);
-}
-
-TEST_F(PostProcessTest, OnlyASharingViolationIsRetried) {
-  std::vector<uint32_t> errors{32, 5, 0};
-  int calls = 0;
-  services_.prepareDisk = [&](const std::wstring&, uint32_t& error) {
-    error = errors[calls++];
-    return error == 0;
-  };
-  EXPECT_EQ(PostProcessDiskWith(L"E:\\disk.vhd", metadata_, services_), -20);
-  EXPECT_EQ(calls, 2);
-  EXPECT_EQ(sleeps_, std::vector<uint32_t>(1, 6000));
-  Entries entries;
-  for (const auto& e : log_.Entries()) entries.push_back(testsupport::WithoutSource(e));
-  EXPECT_EQ(entries, (Entries{L"ERROR: SHARING_VIOLATION orvadap_PrepareDisk failed , retry count 1\n",
-                              L"Prepare disk failed.\n"}));
 }
 
 }  // namespace

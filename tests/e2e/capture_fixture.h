@@ -10,7 +10,11 @@
 #include "inventory/package_hive.h"
 #include "inventory/recording.h"
 #include "platform/registry.h"
+#include "platform/common/shell_link_format.h"
+#include "platform/crypto.h"
+#include "support/file_type_package.h"
 #include "support/hive_fixture.h"
+#include "support/installer.h"
 #include "support/package_registry.h"
 #include "support/stand_in_agent.h"
 #include "volume/layout.h"
@@ -33,6 +37,27 @@ constexpr wchar_t kNotFinalized[] =
     L"description, packager and notes it has";
 
 inline std::string Utf16(const std::wstring& text) { return platform::ToUtf16Le(text); }
+
+// Where the JSON value that starts at start ends (one past its last byte).
+inline size_t JsonValueEnd(const std::string& text, size_t start) {
+  size_t end = start;
+  int depth = 0;
+  bool quoted = false;
+  do {
+    const char c = text[end++];
+    if (quoted) {
+      if (c == '\\') ++end;
+      else if (c == '"') quoted = false;
+    } else if (c == '"') {
+      quoted = true;
+    } else if (c == '{' || c == '[') {
+      ++depth;
+    } else if (c == '}' || c == ']') {
+      --depth;
+    }
+  } while (end < text.size() && (quoted || depth > 0));
+  return end;
+}
 
 class PhaseOne : public KestrelCommandLine {
  protected:
@@ -118,28 +143,95 @@ class WholeCapture : public PhaseOne {
                                   "[MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Editor]\r\n"
                                   "\"DisplayName\"=\"Editor\"\r\n" + keys);
   }
-  // A first silent capture with fixed answers, through both phases.
+  // A first silent capture with fixed answers, through both phases, of an
+  // installation that left file types with a ShellNew template, the
+  // shortcut sample, and two advertised shortcuts: one to a component the
+  // installer recorded, one to a component it does not know.
   void CaptureOnce() {
+    const std::wstring appId = platform::Lower(kAppId);
+    const std::wstring root = volume::PackageRoot(volume_, appId);
+    const std::string keys = testsupport::FileTypeSample(root);
+    // Link targets as the program names its volume.
+    const std::vector<std::wstring> sampleLinks = testsupport::ShortcutSample(Slashed(volume_), appId);
+    // The installer records the path as the program names its volume.
+    recorded_.Register(volume::PackageRoot(Slashed(volume_), appId) + L"\\Program Files\\Fabrikam\\fabrikam.exe");
+    recorded_.RegisterProduct();
+    const auto advertised = [](const testsupport::InstalledComponent& component) {
+      platform::lnk::LinkData data;
+      data.darwinDescriptor = component.Descriptor(L"Complete");
+      data.name = L"Fabrikam \u2013 the editor";
+      data.iconLocation = L"%ProgramFiles%\\Fabrikam\\doc.ico";
+      return platform::lnk::BuildLink(L"", data);
+    };
+    const std::wstring programs = volume::PackageStartMenuFolder(volume_, appId) + L"\\Programs\\Fabrikam";
+    ASSERT_TRUE(create_directory(programs));
+    ASSERT_TRUE(create_directory(volume::PackageDesktopFolder(volume_, appId)));
+    testsupport::WriteFile(programs + L"\\Fabrikam.lnk", advertised(recorded_));
+    unknownLink_ = advertised(unknown_);
+    testsupport::WriteFile(volume::PackageDesktopFolder(volume_, appId) + L"\\Unknown.lnk", unknownLink_);
+
     Silent(true);
     testsupport::WriteFile(Marker(L"tarnhold.answers"),
                            "Name=Editor\nVersion=2.1\nDescription=Text editor\nPackager=jsmith\nNotes=first\\nsecond\n");
     ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
-    RecordHive(platform::Lower(kAppId));
+    RecordHive(appId, keys);
+    phaseOneLines_ = Messages(L"PrintLog");
     testsupport::RemoveTree(LogPath());
     ASSERT_EQ(Kestrel({L"<phasetwo>"}).exitCode, 0u);
+    // The sample's links hold the volume's own path, which differs per
+    // backend: they are not exchanged.
+    for (const auto& link : sampleLinks) ASSERT_EQ(platform::RemoveFile(link), 0u) << platform::ToUtf8(link);
   }
-  // The archiver was asked to zip the package's document into the volume's zip.
-  void ExpectZipped(const std::wstring& appId) {
+  // The archiver was asked to zip the ShellNew template, then the package's
+  // document into the volume's zip. Where it ran (Linux) the template's
+  // members carry its zip; they are taken out of onDemand, the document's
+  // on-demand text, which is then what Kestrel.exe writes under Wine.
+  void ExpectZipped(const std::wstring& appId, std::string& onDemand) {
     const std::wstring zip = volume::MetaJsonZipPath(volume_);
+    const std::wstring shellNew = packageData_ / L"shellnew\\1";
 #ifdef _WIN32
     const auto calls = archiver_->Calls();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].arguments, (std::vector<std::wstring>{L"a", zip, volume::PackageJsonPath(volume_, appId)}));
+    ASSERT_EQ(calls.size(), 2u);
+    EXPECT_EQ(calls[0].arguments, (std::vector<std::wstring>{L"a", shellNew + L".zip", shellNew + L"\\blank.fab"}));
+    EXPECT_EQ(calls[1].arguments, (std::vector<std::wstring>{L"a", zip, volume::PackageJsonPath(volume_, appId)}));
 #else
     const auto listing = testsupport::Run(L"/usr/bin/7z", {L"l", Slashed(zip)});
     EXPECT_EQ(listing.exitCode, 0u);
     EXPECT_NE(listing.output.find("metadata.json"), std::string::npos) << listing.output;
+    const size_t name = onDemand.find("\"file_name\" : \"blank.fab\", \r\n");
+    ASSERT_NE(name, std::string::npos) << onDemand;
+    const size_t data = onDemand.find("\"file_data\" : \"", name) + 15;
+    std::string bytes;
+    ASSERT_TRUE(platform::crypto::Base64Decode(
+        platform::FromUtf8(onDemand.substr(data, onDemand.find('"', data) - data)), bytes));
+    testsupport::WriteFile(scratch_ / L"template.zip", bytes);
+    const std::wstring archive = Slashed(scratch_ / L"template.zip");
+    EXPECT_NE(testsupport::Run(L"/usr/bin/7z", {L"l", L"-slt", archive}).output.find("Path = blank.fab\n"),
+              std::string::npos);
+    EXPECT_EQ(testsupport::Run(L"/usr/bin/7z", {L"e", L"-so", archive}).output, "a blank Fabrikam document");
+    onDemand = WithoutTemplateZip(onDemand);
 #endif
+    EXPECT_FALSE(platform::PathExists(packageData_ / L"shellnew")) << "the collector's folder went with it";
+    // The run as the log tells it, the ids of its process and thread aside.
+    const std::wstring command = Slashed(thagent_ / L"libs\\7z.exe a \"" + zip + L"\" \"" +
+                                         volume::PackageJsonPath(volume_, appId) + L"\"");
+    const Lines lines = Messages(L"PrintLog");
+    const std::wstring launching = L"ZipFile: Launching CommandLine " + command + L"(CreationFlag 134217760, wait -1 ms)\n";
+    const auto launched = std::find(lines.begin(), lines.end(), launching);
+    ASSERT_GE(std::distance(launched, lines.end()), 3);
+    const std::wstring started = L"ZipFile: Successfully launched : " + command + L"(wait -1 ms), pid = ";
+    EXPECT_EQ(launched[1].substr(0, started.size()), started);
+    EXPECT_EQ(launched[1].find_first_of(L"123456789", started.size()), started.size()) << launched[1];
+    EXPECT_EQ(launched[2], L"ZipFile: ExitCode 0. Finished waiting for \"" + command + L"\" (WaitStatus 0)\n");
+  }
+
+  // A document's text without the ShellNew template's members, which only
+  // Linux fills: Wine cannot run the system's archiver.
+  static std::string WithoutTemplateZip(std::string text) {
+    const size_t name = text.find("\"file_name\" : \"blank.fab\", \r\n");
+    if (name == std::string::npos) return text;
+    const size_t from = text.rfind('\n', name) + 1;
+    return text.erase(from, text.find('\n', text.find("\"file_data\" : \"", name)) + 1 - from);
   }
 
   // Entries of a snapshot whose first component is named as given (any case).
@@ -148,7 +240,13 @@ class WholeCapture : public PhaseOne {
            (path.size() == name.size() + 1 || path[name.size() + 1] == L'\\');
   }
 
-  testsupport::ScratchFolder thagent_;
+  testsupport::ScratchFolder thagent_, packageData_;
   testsupport::ScopedEnv agentFolder_{L"THAGENT", thagent_.path() + L"\\"};
+  testsupport::ScopedEnv packageDataFolder_{L"ORVCAPTURE_PACKAGEDATA_FOLDER", packageData_.path()};
   std::unique_ptr<testsupport::StandInAgent> archiver_;
+  // What Windows sets; the advertised shortcuts' icon is named through it.
+  testsupport::ScopedEnv programFiles_{L"ProgramFiles", L"C:\\Program Files"};
+  testsupport::InstalledComponent recorded_, unknown_;
+  std::string unknownLink_;
+  Lines phaseOneLines_;  // the log's lines of the first capture's phase one
 };

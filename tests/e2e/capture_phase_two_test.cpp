@@ -15,11 +15,106 @@
 #include "foundation/file_helpers.h"
 #include "inventory/meta_yml.h"
 #include "metadata/json_file.h"
+#include "ondemand/hashes.h"
 #include "platform/common/shell_link_format.h"
 #include "support/icon_fixtures.h"
+#include "support/ondemand_package.h"
 #include "support/report_lines.h"
 
 namespace {
+
+using namespace testsupport::tree;
+
+Node True() { return std::make_unique<MetadataBool>(true); }
+Node Int(int32_t value) { return std::make_unique<MetadataInt>(value); }
+Node Verb(const wchar_t* name, int32_t target) { return Obj(M(L"name", S(name)), M(L"target_app", Int(target))); }
+Node Target(const wchar_t* icon, const wchar_t* description) {
+  return Obj(M(L"app_icon", S(icon)), M(L"file_desc", S(description)));
+}
+
+struct Shortcut {
+  const wchar_t *name, *path, *icon, *hotkey, *description, *targetFileExt;
+  int targetApp;  // -1: none
+  const wchar_t *publisher, *productVersion;
+};
+Node ShortcutObject(const Shortcut& s) {
+  auto o = Obj(M(L"name", S(s.name)), M(L"path", S(s.path)), M(L"launch_id", S(GetMD5HashGuid(s.path))));
+  if (*s.icon) o->AddString(L"iconIndex", s.icon);
+  o->AddString(L"hotkey", s.hotkey);
+  if (*s.description) o->AddString(L"description", s.description);
+  if (*s.targetFileExt) o->AddString(L"targetfileext", s.targetFileExt);
+  if (s.targetApp >= 0) o->Add(L"target_app", Int(s.targetApp));
+  if (*s.publisher) o->AddString(L"publisher", s.publisher);
+  if (*s.productVersion) o->AddString(L"product_version", s.productVersion);
+  return o;
+}
+
+// What the first capture's package gives on demand: its file types (the
+// ShellNew template that is missing gives no members, Bad.Doc only its verbs'
+// names and the one target in the package), the shortcut sample (the
+// Program Files swap both ways, icons shared by file and by bytes after the
+// file types' numbers), and its advertised shortcut as the ordinary one it
+// became, its icon the document icon that the file types numbered, its
+// target the first target application.
+std::unique_ptr<MetadataObject> ExpectedOnDemand() {
+  const wchar_t* fabrikam = L"C:\\Program Files\\Fabrikam\\fabrikam.exe";
+  const wchar_t* editor = L"Fabrikam \u2013 the editor";
+  const Shortcut rows[] = {
+      {L"Legacy", L"C:\\Program Files (x86)\\Legacy\\legacy.exe", L"5", L"838", L"", L"", -1, L"Legacy Ltd",
+       L"4.2 <beta>"},
+      {L"Old", L"C:\\Program Files\\Old\\old.exe", L"", L"0", L"", L"exe", -1, L"", L"1.0"},
+      {L"Fabrikam Editor", fabrikam, L"6", L"1601", editor, L"", 0, L"", L""},
+      {L"Fabrikam Safe Mode", fabrikam, L"6", L"0", L"", L"", 0, L"", L""},
+      {L"Fabrikam", fabrikam, L"1", L"0", editor, L"", 0, L"", L""},
+      {L"Read Me", L"C:\\Program Files\\Fabrikam\\readme.txt", L"", L"0", L"", L"txt", -1, L"", L""},
+      {L"Tools Copy", fabrikam, L"7", L"0", L"Tools", L"", 0, L"", L""},
+      {L"Tools", fabrikam, L"7", L"0", L"Tools", L"", 0, L"", L""},
+  };
+  auto shortcuts = std::make_unique<MetadataArray>();
+  for (const Shortcut& row : rows) shortcuts->Add(ShortcutObject(row));
+  return Obj(
+      M(L"non_msix",
+        Obj(M(L"app_paths", Arr(Obj(M(L"name", S(L"fabrikam.exe")), M(L"save_url", True()), M(L"use_url", True()),
+                                    M(L"supported_protocols", Strings({L"http"}))),
+                                Obj(M(L"name", S(L"viewer.exe"))))),
+            M(L"shell_new",
+              Arr(Obj(M(L"extension", S(L".fab")), M(L"menu_text", S(L"Blank document"))),
+                  Obj(M(L"extension", S(L".fab")), M(L"config", Arr(Obj(M(L"name", S(L"DontRename"))))),
+                      M(L"prog_ids", Strings({L"Fabrikam.Document"})), M(L"is_null_file", True()),
+                      M(L"item_name", S(L"Fabrikam document"))),
+                  Obj(M(L"extension", S(L".fv")), M(L"command", S(L"C:\\Program Files\\Fabrikam\\viewer.exe /new")),
+                      M(L"data", S(L"AQL/"))))),
+            M(L"fta", Arr(Obj(M(L"name", S(L".fab")), M(L"prog_id", S(L"Fabrikam.Document")),
+                              M(L"open_with_prog_ids", Strings({L"Fabrikam.Document", L"Fabrikam.Viewer"}))),
+                          Obj(M(L"name", S(L".fv")), M(L"open_with_list", Strings({L"viewer.exe"}))))),
+            M(L"prog_ids",
+              Arr(Obj(M(L"name", S(L"Bad.Doc")), M(L"verbs", Arr(Obj(M(L"name", S(L"missing"))), Verb(L"ok", 0),
+                                                                  Obj(M(L"name", S(L"other")))))),
+                  Obj(M(L"name", S(L"Directory"))),
+                  Obj(M(L"name", S(L"fabrikam")), M(L"desc", S(L"URL:Fabrikam link")), M(L"is_no_open", True()),
+                      M(L"is_no_open_with", True())),
+                  Obj(M(L"name", S(L"Fabrikam.Document")), M(L"desc", S(L"Fabrikam document")),
+                      M(L"always_show_ext", True()), M(L"cur_ver", S(L"Fabrikam.Document.4")),
+                      M(L"friendly_type_name", S(L"Fabrikam document")), M(L"info_tip", S(L"A document of Fabrikam")),
+                      M(L"default_icon", S(L"1")),
+                      M(L"verbs",
+                        Arr(Obj(M(L"name", S(L"open")), M(L"disp_name", S(L"&Open")), M(L"target_app", Int(0))),
+                            Obj(M(L"name", S(L"OpenAsReadOnly")), M(L"is_extended", True()), M(L"target_app", Int(0))),
+                            Obj(M(L"name", S(L"preview")), M(L"has_lua_shield", True()), M(L"is_extended", True()),
+                                M(L"suppression_policy", std::make_unique<MetadataUint>(0x40030201u)),
+                                M(L"is_legacy_disable", True()), M(L"icon", S(L"1")), M(L"target_app", Int(1))),
+                            Verb(L"print", 2)))),
+                  Obj(M(L"name", S(L"Directory\\Background")), M(L"verbs", Arr(Verb(L"fabrikam", 0)))))),
+            M(L"applications", Arr(Obj(M(L"name", S(L"viewer.exe")), M(L"is_no_open_with", True()),
+                                       M(L"friendly_app_name", S(L"Fabrikam Viewer")),
+                                       M(L"verbs", Arr(Verb(L"open", 3)))))),
+            M(L"url_protocol", Strings({L"fabrikam"})), M(L"context_menu", Strings({L"FabrikamMenu"})),
+            M(L"target_apps", Arr(Target(L"0", L"Fabrikam Editor"), Target(L"2", L"Fabrikam Preview"),
+                                  Target(L"3", L"Fabrikam Print"), Target(L"4", L"Fabrikam Viewer"))))),
+      M(L"name", S(L"Editor")),
+      M(L"shortcuts", std::move(shortcuts)),
+      M(L"icon_indices", Strings({L"0", L"1", L"2", L"3", L"4", L"5", L"6", L"7"})));
+}
 
 // With KESTREL_CAPTURE_EXCHANGE set (by the Linux suite's exchange test),
 // the volume is copied there, program left out, to be compared with the
@@ -39,7 +134,53 @@ TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
   for (const char* member : {"\"name\" : \"Editor\"", "\"description\" : \"Text editor\"",
                              "\"notes\" : \"first\\r\\nsecond\"", "\"author\" : \"jsmith\"", "\"version\" : \"2.1\""})
     EXPECT_NE(document.find(member), std::string::npos) << member;
-  ExpectZipped(appId);
+
+  // The on-demand data, compared with what the value tree writes for the
+  // expected members where the document holds it.
+  const std::string key = "\"on_demand_data\" : ";
+  const size_t at = document.find(key);
+  ASSERT_NE(at, std::string::npos);
+  const size_t start = at + key.size();
+  std::string onDemand = document.substr(start, JsonValueEnd(document, start) - start);
+  ExpectZipped(appId, onDemand);
+  // The value tree indents a value two columns left of where it starts.
+  EXPECT_EQ(onDemand, ExpectedOnDemand()->Serialize(static_cast<int32_t>(start - document.rfind('\n', at) - 3)));
+  // The Program Files swap, both ways, and what the file types refused, each
+  // with its line.
+  std::wstring log;
+  for (const auto& line : Messages(L"PrintLog")) log += line;
+  const std::wstring root = volume::PackageRoot(volume_, appId);
+  const std::wstring fabrikam = root + L"\\Program Files\\Fabrikam\\fabrikam.exe";
+  const auto swap = [&](const std::wstring& from, const std::wstring& to) {
+    return L"GetCorrectPathForShortcut: " + from + L" at [" + std::to_wstring(root.size() + 1) + L"].New Path (" +
+           root + L"\\" + to + L")";
+  };
+  for (const std::wstring& line : std::initializer_list<std::wstring>{
+           swap(L"Program Files (x86)", L"Program Files\\Legacy\\legacy.exe"),
+           swap(L"Program Files", L"Program Files (x86)\\Old\\old.exe"),
+           L"ResolveIndirectString: String resource path " + root + L"\\..\\secret.dll climbs out of the package root",
+           L"ResolveIcon: Icon path D:\\icons\\x.ico lies outside the package root",
+           L"Requested resource index 999 is out of range (size: [1]) in module: [" + fabrikam +
+               L"].\nicon data retrieval failed for " + fabrikam + L"\n",
+           L"ProcessProgId: Target path D:\\Tools\\app.exe lies outside the package root",
+           L"\\Bad.Doc\\shell\\missing\\command) names no file of the package: no target application.",
+       }) {
+    EXPECT_NE(log.find(Slashed(line)), std::wstring::npos) << platform::ToUtf8(line);
+  }
+  // An advertised shortcut whose component is not known stays as it was,
+  // and then names no target.
+  const std::wstring unknown = volume::PackageDesktopFolder(volume_, appId) + L"\\Unknown.lnk";
+  EXPECT_EQ(testsupport::ReadFile(unknown), unknownLink_);
+  const auto logged = [](const Lines& lines, const std::wstring& line) {
+    return std::find(lines.begin(), lines.end(), Slashed(line)) != lines.end();
+  };
+  // Phase one names the package folder with the agent's AppId.
+  EXPECT_TRUE(logged(phaseOneLines_, L"ERROR: ConvertCapturedAdvertisedShortcutsIntoNormalShortcuts: "
+                                     L"CWin32Shortcut::ConvertAdvertiseShortcutIntoNormalShortcut(.[" +
+                                     volume::PackageDesktopFolder(volume_, kAppId) + L"\\Unknown.lnk].) failed.\n"));
+  EXPECT_TRUE(logged(Messages(L"PrintLog"), L"ERROR: CShellLinkDetails::PopulateShellLinkDetails: "
+                                            L"CWin32Shortcut::GetExpandedTargetPath(.[0x80004005-" +
+                                            platform::SystemErrorText(0x80004005) + L"].) failed.\n"));
 
   std::wstring exchange;
   if (!platform::GetEnv(L"KESTREL_CAPTURE_EXCHANGE", exchange)) return;
@@ -61,8 +202,6 @@ TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
 TEST_F(WholeCapture, ReportTellsWhatTheCaptureKeptAndLeftOut) {
   const std::wstring appId = platform::Lower(kAppId);
   const std::wstring root = volume::PackageRoot(volume_, appId);
-  testsupport::ScratchFolder packageData;
-  testsupport::ScopedEnv dataFolder(L"ORVCAPTURE_PACKAGEDATA_FOLDER", packageData.path());
   ASSERT_TRUE(create_directory(root + L"\\Program Files\\Editor"));
   const std::wstring editor = root + L"\\Program Files\\Editor\\editor.exe";
   const std::wstring icon = root + L"\\Program Files\\Editor\\editor.ico";

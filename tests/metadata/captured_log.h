@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,14 @@ class CapturedLog : public testing::Test {
     }
     return messages;
   }
+  // What was logged since the last call.
+  std::vector<std::wstring> NewMessages() {
+    std::vector<std::wstring> all = Messages();
+    std::vector<std::wstring> fresh(all.begin() + static_cast<std::ptrdiff_t>(std::min(seen_, all.size())), all.end());
+    seen_ = all.size();
+    return fresh;
+  }
 
   testsupport::ScratchLog log_;
+  size_t seen_ = 0;
 };

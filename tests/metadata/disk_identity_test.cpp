@@ -1,7 +1,8 @@
 // Disk identity on images built from the VHD format: what is refused before
 // anything is written, every failing step's line, and the identity texts.
 // What a good disk of each kind gets stamped with, and a file that is no
-// disk at all, are the end-to-end post-provisioning's, on qemu-img disks.
+// disk at all, are the end-to-end post-provisioning's, on qemu-img disks;
+// a new identity from the system's sources is every whole capture's.
 #include "metadata/disk_identity.h"
 
 #include <gtest/gtest.h>
@@ -209,10 +210,6 @@ TEST(DiskIdentityTime, SecondsFromTheVhdEpochAndTheirInvariantText) {
     EXPECT_EQ(VhdSeconds(t), c.seconds) << c.year;
     EXPECT_EQ(VhdTimeText(c.seconds), c.text);
   }
-  const uint32_t before = VhdSeconds(platform::UtcNow());
-  const uint32_t now = SecondsSinceVhdEpoch();
-  EXPECT_LE(before, now);
-  EXPECT_LE(now - before, 2u);
 }
 
 TEST_F(DiskIdentityTest, IdentityTextsKeepTheCreationTimeForAZeroStamp) {
@@ -221,13 +218,6 @@ TEST_F(DiskIdentityTest, IdentityTextsKeepTheCreationTimeForAZeroStamp) {
   SetIdentityTexts(other, 0);
   EXPECT_EQ(DiskIdentity().uniqueId, L"{FEDCBA98-7654-3210-AABB-CCDDEEFF0011}");
   EXPECT_EQ(DiskIdentity().creationTime, L"Saturday, 14 November 2026 17:52:10 UTC");
-
-  ASSERT_TRUE(NewIdentity(sources_));
-  EXPECT_EQ(DiskIdentity().uniqueId, L"{01234567-89AB-CDEF-0123-456789ABCDEF}");
-  ASSERT_TRUE(NewIdentity());  // the system's own sources
-  EXPECT_TRUE(IsGuidText(DiskIdentity().uniqueId));
-  EXPECT_NE(DiskIdentity().uniqueId, L"{01234567-89AB-CDEF-0123-456789ABCDEF}");
-  for (wchar_t c : DiskIdentity().uniqueId) EXPECT_FALSE(c >= L'a' && c <= L'f');
 }
 
 }  // namespace

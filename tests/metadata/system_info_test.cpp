@@ -93,7 +93,7 @@ TEST(SystemInfoMembers, ServicePacksArchitecturesLanguagesAndVersions) {
       {locale({L"bs", L"BA", L"Bosnian", L"Bosnia & Herzegovina"}), L"osLanguage", L"bs-BA Bosnian"},  // 20 too many
       {locale({L"", L"US", L"English", L"United States"}), L"osLanguage", L"(none)"},
       // Versions scan like the C runtime.
-      {[](OperatingSystemFacts& f) { f.management[2] = L"6.1.0-18-amd64"; }, L"osMinorVersion", L"1"},
+      {[](OperatingSystemFacts& f) { f.management[2] = L"6.19.0-18-amd64"; }, L"osMinorVersion", L"19"},
       {[](OperatingSystemFacts& f) { f.management[2] = L"12"; }, L"osMinorVersion", L"0"},
       {[](OperatingSystemFacts& f) { f.management[2] = L"x.y"; }, L"osMajorVersion", L"0"},
       {[](OperatingSystemFacts& f) { f.management[2] = L" 5. 4"; }, L"osMinorVersion", L"4"},

@@ -1,5 +1,6 @@
-// The checks ZipFile makes before it runs anything; the runs themselves
-// are in the backend folders.
+// The checks ZipFile makes before it runs anything; its failed runs are the
+// Linux folder's, a run and its log lines the first whole capture's
+// (SilentCaptureEndsWithTheDocumentItsCopyAndTheZip, on both backends).
 #include <gtest/gtest.h>
 
 #include "ondemand/zip.h"

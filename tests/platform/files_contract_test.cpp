@@ -1,5 +1,8 @@
 // The files family, run unchanged against both backends: the codes and
-// attributes here are what the program's log lines will carry.
+// attributes here are what the program's log lines will carry. Appending and
+// whether an open found the file are every capture's log
+// (LogAppendsWithOneByteOrderMark), seeks the stamped disks', and a rewrite
+// cutting a file short every fixture's (LinuxHive.ACutFileIsRefusedAndLeavesNothing).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -92,28 +95,6 @@ TEST_F(FilesContract, CopyReplacesOrRefusesAndKeepsTheSourceIntact) {
   EXPECT_EQ(testsupport::ReadFile(dir_ / L"b"), "new contents");
   EXPECT_EQ(CopyFileTo(dir_ / L"missing", dir_ / L"c", false), kErrorFileNotFound);
   EXPECT_FALSE(PathExists(dir_ / L"c"));
-}
-
-// Appending (the log's whole life) is compared byte for byte by every
-// capture's log; here what an open tells and the short read at the end.
-TEST_F(FilesContract, OpensTellWhetherTheFileExistedAndReadsStopAtTheEnd) {
-  File file;
-  bool existed = true;
-  ASSERT_EQ(file.Open(dir_ / L"log", OpenMode::AppendAlways, &existed), 0u);
-  EXPECT_FALSE(existed);
-  ASSERT_EQ(file.Write("abcde", 5), 0u);
-  file.Close();
-  ASSERT_EQ(file.Open(dir_ / L"log", OpenMode::ReadWrite), 0u);
-  ASSERT_EQ(file.Seek(3), 0u);
-  char tail[8];
-  size_t read = 0;
-  ASSERT_EQ(file.Read(tail, sizeof tail, read), 0u);
-  EXPECT_EQ(read, 2u);
-  file.Close();
-  ASSERT_EQ(file.Open(dir_ / L"log", OpenMode::CreateAlways, &existed), 0u);
-  EXPECT_TRUE(existed);
-  file.Close();
-  EXPECT_EQ(testsupport::ReadFile(dir_ / L"log"), "") << "CreateAlways truncates";
 }
 
 TEST_F(FilesContract, ByteRangeLocksExcludeOtherOpensOfTheFile) {

@@ -1,5 +1,6 @@
 // One contract for both imaging backends: the system's calls under Wine,
-// the project's own reader, decoder and encoder on Linux.
+// the project's own reader, decoder and encoder on Linux. Version strings and
+// file versions are the Wine binaries test's, against a second reader.
 #include <gtest/gtest.h>
 
 #include "platform/common/icon_format.h"
@@ -22,7 +23,6 @@ constexpr uint32_t kRed = 0xFFE01010, kGreen = 0xFF10E010, kBlue = 0xFF1010E0;
 // Group 7: 16 and 32 pixels, 8 bits; group 101: 48 pixels, 24 bits; the
 // name "Zeta": one 32-bit image.
 std::string SampleModule() {
-  const uint16_t version[4] = {4, 16, 1, 1564};
   return testsupport::BuildPe({
       {pe::kTypeIcon, {}, 1, 0, testsupport::DibIcon(16, 8, kRed)},
       {pe::kTypeIcon, {}, 2, 0, testsupport::DibIcon(32, 8, kRed)},
@@ -33,8 +33,6 @@ std::string SampleModule() {
       {pe::kTypeGroupIcon, {}, 101, 0, testsupport::GroupIcon({{48, 24, testsupport::DibIcon(48, 24, kGreen), 3}})},
       {pe::kTypeGroupIcon, L"ZETA", 0, 0, testsupport::GroupIcon({{32, 32, testsupport::DibIcon(32, 32, kBlue), 4}})},
       {pe::kTypeString, {}, 1, 0, testsupport::StringBlock({L"", L"Open with Kestrel"})},
-      {pe::kTypeVersion, {}, 1, 0x409,
-       testsupport::VersionResource(version, {{L"CompanyName", L"Tellurex"}, {L"FileDescription", L"Sample"}})},
   });
 }
 
@@ -167,21 +165,6 @@ TEST_F(Imaging, ExtractsLargeAndSmallIconsAndWritesTheLargeOne) {
   EXPECT_FALSE(imaging::LoadIconFile(Write(L"bad.ico", "not an icon"), error));
   EXPECT_FALSE(imaging::LoadIconFile(folder_ / L"missing.ico", error));
   EXPECT_NE(error, 0u);
-}
-
-// The strings themselves are compared with a second reader over Wine's
-// binaries; these are the made module's and the failures.
-TEST_F(Imaging, VersionResource) {
-  const std::wstring module = Write(L"versioned.exe", SampleModule());
-  std::wstring value;
-  ASSERT_EQ(imaging::ReadVersionString(module, L"CompanyName", value), 0u);
-  EXPECT_EQ(value, L"Tellurex");
-  EXPECT_NE(imaging::ReadVersionString(module, L"ProductVersion", value), 0u);
-  EXPECT_TRUE(value.empty());
-  EXPECT_NE(imaging::ReadVersionString(Write(L"text.exe", "text"), L"CompanyName", value), 0u);
-  ASSERT_TRUE(platform::ReadFileVersion(module, value));
-  EXPECT_EQ(value, L"4.16.1.1564");
-  EXPECT_FALSE(platform::ReadFileVersion(Write(L"bare.exe", testsupport::BuildPe({})), value));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The process family against both backends.
+// The process family against both backends. Environment names in any case,
+// empty and unset values are the environment expansion's.
 #include <gtest/gtest.h>
 
 #include "platform/files.h"
@@ -10,19 +11,6 @@
 using namespace platform;
 
 namespace {
-
-TEST(ProcessContract, EnvironmentNamesIgnoreCase) {
-  SetEnv(L"KESTREL_TEST_Value", L"C:\\x y");
-  std::wstring value;
-  ASSERT_TRUE(GetEnv(L"KESTREL_TEST_Value", value));
-  EXPECT_EQ(value, L"C:\\x y");
-  ASSERT_TRUE(GetEnv(L"kestrel_test_value", value));
-  EXPECT_EQ(value, L"C:\\x y");
-  SetEnv(L"KESTREL_TEST_Value", L"");
-  EXPECT_TRUE(GetEnv(L"KESTREL_TEST_VALUE", value)) << "an empty value is still set";
-  UnsetEnv(L"KESTREL_TEST_Value");
-  EXPECT_FALSE(GetEnv(L"kestrel_test_value", value));
-}
 
 TEST(ProcessContract, NamedMutexReportsAnExistingHolderUntilAllRelease) {
   const std::wstring name = L"Global\\kestrel-test-mutex-contract";

@@ -1,6 +1,8 @@
 // The shell link file format: links laid out by hand as Windows writes
 // them, the writer's links read back, and damaged files that must fail
-// cleanly with their status.
+// cleanly with their status. Strings beyond Windows' limits and the reader
+// staying in step after them are the other writers' links
+// (ShortcutDetails.LinksOfOtherWritersReadAsWindowsShowsThem).
 #include <gtest/gtest.h>
 
 #include <string>
@@ -171,14 +173,11 @@ TEST(ShellLinkFormat, DamagedFilesFailWithTheirStatus) {
       {"extra block too small for its kind", Bytes().raw(Header(0)).u32(0x20).u32(0xA0000006).zeros(24).u32(0).b, lnk::kStatusBadFormat},
       {"extra size that is no block", Bytes().raw(Header(0)).u32(6).u16(0).u32(0).b, lnk::kStatusBadFormat},
       {"unknown block stepped over", Bytes().raw(Header(0x80 | 0x04)).u16(1).utf16(L"d").u32(12).u32(0xA0000003).u32(7).u32(0).b, 0},
-      {"strings longer than MAX_PATH", Bytes().raw(Header(0x80 | 0x04 | 0x20)).u16(300).utf16(std::wstring(300, L'x')).u16(2).utf16(L"/y").u32(0).b, 0},
   };
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.what);
     EXPECT_EQ(lnk::ParseLink(row.bytes, link), row.status);
   }
-  EXPECT_EQ(link.name, std::wstring(300, L'x'));
-  EXPECT_EQ(link.arguments, L"/y") << "the reader stays in step after a long string";
 }
 
 TEST(ShellLinkFormat, DarwinDescriptors) {
@@ -195,7 +194,7 @@ TEST(ShellLinkFormat, DarwinDescriptors) {
   ASSERT_TRUE(lnk::DecodeDarwinDescriptor(product + std::wstring(38, L'F') + L"<", parts));
   EXPECT_EQ(parts.feature.size(), 38u);
   EXPECT_FALSE(parts.hasComponent) << "'<': the component is left out";
-  for (const std::wstring& odd : {product.substr(0, 19), product + L"NoMarker",
+  for (const std::wstring& odd : {product.substr(0, 19), L"~~~~~" + product.substr(5) + L"F<", product + L"NoMarker",
                                   product + std::wstring(39, L'F') + L">3w2x^IGfe?CxI5heAvk.",
                                   product + L"F>3w2x^IGfe?CxI5heAv"}) {
     lnk::DarwinParts untouched;

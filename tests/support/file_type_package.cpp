@@ -65,15 +65,22 @@ std::string Program(const std::wstring& description, const std::vector<std::wstr
 
 }  // namespace
 
-void BuildFileTypeSample(FileTypePackage& package) {
-  const OnDemandVolume& v = package.volume();
-  v.Put(L"Program Files\\Fabrikam\\fabrikam.exe",
-        Program(L"Fabrikam Editor", {L"", L"", L"", L"", L"", L"", L"Fabrikam document", L"&Open"}, 0xFFC02020));
-  v.Put(L"Program Files\\Fabrikam\\viewer.exe", Program(L"Fabrikam Viewer", {}, 0xFF20C020));
-  v.Put(L"Program Files\\Fabrikam\\preview.dll", Program(L"Fabrikam Preview", {}, 0xFF2020C0));
-  v.Put(L"Program Files\\Fabrikam\\doc.ico", IcoFile({{16, 8, DibIcon(16, 8, 0xFF804020)}}));
-  v.Put(L"Windows\\fabprint.exe", Program(L"Fabrikam Print", {}, 0xFF808080));
-  package.WriteHive(R"(
+std::string FileTypeSample(const std::wstring& packageRoot) {
+  const auto put = [&](const std::wstring& relative, const std::string& bytes) {
+    const std::wstring path = packageRoot + L"\\" + relative;
+    EXPECT_TRUE(create_directory(path.substr(0, path.rfind(L'\\'))));
+    WriteFile(path, bytes);
+  };
+  put(L"Program Files\\Fabrikam\\fabrikam.exe",
+      Program(L"Fabrikam Editor", {L"", L"", L"", L"", L"", L"", L"Fabrikam document", L"&Open"}, 0xFFC02020));
+  put(L"Program Files\\Fabrikam\\viewer.exe", Program(L"Fabrikam Viewer", {}, 0xFF20C020));
+  put(L"Program Files\\Fabrikam\\preview.dll", Program(L"Fabrikam Preview", {}, 0xFF2020C0));
+  put(L"Program Files\\Fabrikam\\doc.ico", IcoFile({{16, 8, DibIcon(16, 8, 0xFF804020)}}));
+  put(L"Windows\\fabprint.exe", Program(L"Fabrikam Print", {}, 0xFF808080));
+  put(L"Windows\\ShellNew\\blank.fab", "a blank Fabrikam document");
+  // Beside THROOT: what Bad.Doc's InfoTip names must not be read.
+  put(L"..\\secret.dll", BuildPe({{platform::pe::kTypeString, {}, 1, 0x409, StringBlock({L"", L"secret"})}}));
+  return R"(
 [MACHINE\SYSTEM\ControlSet001\Control\Session Manager\Environment]
 "Path"="C:\\Windows;D:\\Tools"
 
@@ -90,6 +97,10 @@ void BuildFileTypeSample(FileTypePackage& package) {
 
 [MACHINE\SOFTWARE\Classes\.fab]
 @="Fabrikam.Document"
+
+[MACHINE\SOFTWARE\Classes\.fab\ShellNew]
+"FileName"="blank.fab"
+"MenuText"="Blank document"
 
 [MACHINE\SOFTWARE\Classes\.fab\OpenWithProgids]
 "Fabrikam.Document"=""
@@ -110,6 +121,23 @@ void BuildFileTypeSample(FileTypePackage& package) {
 "Data"=hex:01,02,ff
 "Command"="C:\\Program Files\\Fabrikam\\viewer.exe /new"
 "IconPath"="x"
+"FileName"="missing.fv"
+
+[MACHINE\SOFTWARE\Classes\Bad.Doc]
+"InfoTip"="@C:\\..\\secret.dll,-1"
+"TaskbarGroupIcon"="D:\\icons\\x.ico"
+
+[MACHINE\SOFTWARE\Classes\Bad.Doc\DefaultIcon]
+@="C:\\Program Files\\Fabrikam\\fabrikam.exe,999"
+
+[MACHINE\SOFTWARE\Classes\Bad.Doc\shell\missing\command]
+@="C:\\App\\none.exe %1"
+
+[MACHINE\SOFTWARE\Classes\Bad.Doc\shell\ok\command]
+@="C:\\Program Files\\Fabrikam\\fabrikam.exe %1"
+
+[MACHINE\SOFTWARE\Classes\Bad.Doc\shell\other\command]
+@="\"D:\\Tools\\app.exe\" %1"
 
 [MACHINE\SOFTWARE\Classes\CLSID\{11111111-2222-3333-4444-555555555555}\shell\open\command]
 @="C:\\Program Files\\Fabrikam\\fabrikam.exe"
@@ -169,7 +197,7 @@ void BuildFileTypeSample(FileTypePackage& package) {
 
 [MACHINE\SOFTWARE\Classes\Applications\viewer.exe\shell\open\command]
 @="\"C:\\Program Files\\Fabrikam\\viewer.exe\" \"%1\""
-)");
+)";
 }
 
 }  // namespace testsupport

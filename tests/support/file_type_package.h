@@ -12,7 +12,6 @@ class FileTypePackage {
  public:
   FileTypePackage();
   ~FileTypePackage();
-  OnDemandVolume& volume() { return volume_; }
   // The hive from .reg key blocks ("[MACHINE\\SOFTWARE\\Classes\\.txt]...").
   void WriteHive(const std::string& keys);
   // The collector's on-demand object; icons gets the icons object's text.
@@ -25,9 +24,12 @@ class FileTypePackage {
   std::wstring root_, appDir_, mountKey_;
 };
 
-// Program files with version texts, string tables and icons, and a hive
-// that registers them: extensions, ProgIDs with verbs, App Paths, protocols,
-// context menus, applications and ShellNew entries without templates.
-void BuildFileTypeSample(FileTypePackage& package);
+// Program files with version texts, string tables and icons, written below
+// packageRoot, and the hive keys that register them (returned as .reg key
+// blocks): extensions, ProgIDs with verbs, App Paths, protocols, context
+// menus, applications and ShellNew entries, one with its template in the
+// package and one whose template is missing; and a ProgID (Bad.Doc) whose
+// paths lie out of the package or name nothing in it.
+std::string FileTypeSample(const std::wstring& packageRoot);
 
 }  // namespace testsupport

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "driver/run_state.h"
 #include "metadata/metadata_value.h"
@@ -22,11 +23,6 @@ class OnDemandVolume {
   std::wstring Root() const;  // the package's THROOT
   std::wstring StartMenu() const;
   std::wstring Desktop() const;
-  // Writes bytes at root\relative, its folders made; returns the full path.
-  std::wstring Put(const std::wstring& relative, const std::string& bytes) const;
-  // A shortcut at the full path linkPath.
-  void Link(const std::wstring& linkPath, const std::wstring& target, const std::wstring& iconPath = L"",
-            int32_t iconIndex = 0, uint16_t hotkey = 0, const std::wstring& description = L"") const;
   // A run over this volume, the package named "Fabrikam Suite".
   CaptureRun Run() const;
 
@@ -35,15 +31,20 @@ class OnDemandVolume {
   ScopedEnv dataFolder_;
 };
 
-// Program files with version texts, icon files (two byte-identical), a text
-// file and shortcuts over them: the Program Files swap both ways, shared
-// icons, a target outside THROOT, links that do not read.
-void BuildSamplePackage(const OnDemandVolume& volume);
+// A shortcut at the full path linkPath, written by the project's link writer.
+void WriteLink(const std::wstring& linkPath, const std::wstring& target, const std::wstring& iconPath = L"",
+               uint16_t hotkey = 0, const std::wstring& description = L"");
 
-// The collector's result over the volume, fabrikam.exe and legacy.exe of the
-// sample registered as target applications 0 and 1: the on-demand object's
-// text, a blank line, the icons object's text.
-std::string CollectedJson(const OnDemandVolume& volume, bool captureFta = true);
+// Program files with version texts, icon files (two byte-identical), a text
+// file and shortcuts over them in the package appId of the volume: the
+// Program Files swap both ways, shared icons, hotkeys, a target outside
+// THROOT, links that do not read. The shortcuts to fabrikam.exe take the
+// program the file-type sample writes. Returns the links' paths.
+std::vector<std::wstring> ShortcutSample(const std::wstring& volumePath, const std::wstring& appId);
+
+// The collector's result over the volume: the on-demand object's text, a
+// blank line, the icons object's text.
+std::string CollectedJson(const OnDemandVolume& volume);
 
 // Expected trees, written as they nest.
 namespace tree {

@@ -37,7 +37,7 @@ TEST(OnDemandLinkContainment, NothingIsReadThroughALinkOutOfThePackage) {
                          testsupport::IcoFile({{16, 8, testsupport::DibIcon(16, 8, 0xFF000000)}}));
   ASSERT_EQ(symlink(Native(outside).c_str(), Native(volume.Root() + L"\\Program Files\\Linked").c_str()), 0);
   const std::wstring linked = volume.Root() + L"\\Program Files\\Linked\\";
-  volume.Link(volume.Desktop() + L"\\Spy.lnk", linked + L"spy.exe", linked + L"spy.ico");
+  testsupport::WriteLink(volume.Desktop() + L"\\Spy.lnk", linked + L"spy.exe", linked + L"spy.ico");
 
   const wchar_t* path = L"C:\\Program Files\\Linked\\spy.exe";
   auto expected =

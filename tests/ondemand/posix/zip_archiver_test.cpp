@@ -1,19 +1,14 @@
-// ZipFile running the real 7-Zip through the agent's libs/7z.exe link, and a
-// stand-in that exits with 1.
+// ZipFile's failures on Linux, with stand-ins for the agent's libs/7z.exe;
+// the real 7-Zip zips in the whole captures (the ShellNew template and the
+// volume's META_JSON.ZIP of SilentCaptureEndsWithTheDocumentItsCopyAndTheZip).
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <regex>
-
 #include "ondemand/zip.h"
-#include "platform/crypto.h"
 #include "platform/files.h"
-#include "platform/process.h"
 #include "platform/text.h"
-#include "support/file_type_package.h"
-#include "support/programs.h"
 #include "support/scratch.h"
 
 namespace {
@@ -38,11 +33,6 @@ class ZipArchiver : public testing::Test {
     return native;
   }
   static std::string Archiver() { return Native(*agent_ / L"libs\\7z.exe"); }
-  // What the install and demo scripts set up: a link to the system's 7z.
-  static void LinkSystemArchiver() {
-    unlink(Archiver().c_str());
-    ASSERT_EQ(symlink("/usr/bin/7z", Archiver().c_str()), 0);
-  }
   static void StandInScript(const std::string& body) {
     unlink(Archiver().c_str());
     testsupport::WriteFile(*agent_ / L"libs\\7z.exe", "#!/bin/sh\n" + body + "\n");
@@ -96,43 +86,6 @@ TEST_F(ZipArchiver, FailuresEndWithWhatTheWaitGave) {
     ASSERT_GE(text.size(), expected.size());
     EXPECT_EQ(text.substr(text.size() - expected.size()), expected);
   }
-  StandInScript("exit 0");
-  EXPECT_TRUE(ZipFile(input, work_ / L"out.zip"));
-}
-
-// A ShellNew template: taken from the package, zipped in the working folder,
-// carried as base64 under its own name; the folder goes with the collector.
-TEST_F(ZipArchiver, ShellNewTemplatesTravelZippedUnderTheirNames) {
-  LinkSystemArchiver();
-  testsupport::ScratchLog log;
-  testsupport::FileTypePackage package;
-  const auto& v = package.volume();
-  v.Put(L"Program Files\\Fabrikam\\blank.fab", "own template");
-  const std::string classes = "[MACHINE\\SOFTWARE\\Classes\\";
-  package.WriteHive(classes + ".fa2\\ShellNew]\n\"FileName\"=\"C:\\\\Program Files\\\\Fabrikam\\\\blank.fab\"\n" + classes +
-                    ".fa3\\ShellNew]\n\"FileName\"=\"C:\\\\..\\\\outside.fab\"\n" + classes +
-                    ".fa4\\ShellNew]\n\"FileName\"=\"missing.fab\"\n");
-  const std::string json = package.Collect();
-  EXPECT_FALSE(platform::PathExists(v.path() + L"\\packagedata\\shellnew"));
-
-  const std::string name = "\"file_name\" : \"blank.fab\", \r\n";
-  const size_t at = json.find(name);
-  ASSERT_NE(at, std::string::npos) << json;
-  const size_t data = json.find("\"file_data\" : \"", at) + 15;
-  std::string zip;
-  ASSERT_TRUE(platform::crypto::Base64Decode(platform::FromUtf8(json.substr(data, json.find('"', data) - data)), zip));
-  const std::wstring archive = work_ / L"template.zip";
-  testsupport::WriteFile(archive, zip);
-  const auto listed = testsupport::Run(L"7z", {L"l", L"-slt", platform::FromUtf8(Native(archive))});
-  EXPECT_NE(listed.output.find("Path = blank.fab\n"), std::string::npos) << listed.output;
-  const auto extracted = testsupport::Run(L"7z", {L"e", L"-so", platform::FromUtf8(Native(archive))});
-  EXPECT_EQ(extracted.output, "own template");
-  EXPECT_EQ(json.find("\"file_name\"", at + 1), std::string::npos) << "no template outside the package";
-  EXPECT_NE(log.Text().find(L"ShellNew template path " + v.Root() + L"\\..\\outside.fab climbs out of"),
-            std::wstring::npos);
-  EXPECT_NE(log.Text().find(L"ShellNew template " + v.Root() + L"\\Windows\\ShellNew\\missing.fab is not in the "
-                            L"package."),
-            std::wstring::npos);
 }
 
 }  // namespace

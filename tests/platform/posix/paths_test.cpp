@@ -1,12 +1,10 @@
-// Linux only: how Windows-form paths reach the file system, and how errno
-// and capabilities become Windows facts.
+// Linux only: how Windows-form paths reach the file system. The Windows codes
+// errno becomes are the files contract's, the privileges capabilities stand
+// for the process contract's.
 #include <gtest/gtest.h>
-
-#include <cerrno>
 
 #include "platform/files.h"
 #include "platform/posix/posix_util.h"
-#include "platform/posix/privileges.h"
 #include "platform/process.h"
 #include "platform/text.h"
 #include "support/scratch.h"
@@ -51,35 +49,6 @@ TEST(PosixPaths, MissingPathsAreResolvedWithoutRegardToCase) {
   EXPECT_EQ(Native(root / L"metadata\\New.txt"), base + "/METADATA/New.txt");
   EXPECT_EQ(Native(root / L"Gone\\metadata"), base + "/Gone/metadata");
   EXPECT_EQ(testsupport::ReadFile(root / L"Metadata\\_Meta.YML"), "y");
-}
-
-TEST(PosixErrors, ErrnoBecomesTheWindowsCode) {
-  using platform::posix::ErrorFromErrno;
-  EXPECT_EQ(ErrorFromErrno(ENOENT, "/no/such/folder/file"), 3u);
-  EXPECT_EQ(ErrorFromErrno(ENOENT, "/tmp/no-such-file"), 2u);
-  EXPECT_EQ(ErrorFromErrno(EACCES), 5u);
-  EXPECT_EQ(ErrorFromErrno(EPERM), 5u);
-  EXPECT_EQ(ErrorFromErrno(EEXIST), 80u);
-  EXPECT_EQ(ErrorFromErrno(EEXIST, {}, 183), 183u);
-  EXPECT_EQ(ErrorFromErrno(ENOSPC), 112u);
-  EXPECT_EQ(ErrorFromErrno(EINVAL), 87u);
-  EXPECT_EQ(ErrorFromErrno(ENOTEMPTY), 145u);
-}
-
-TEST(PosixPrivileges, CapabilitiesStandForPrivileges) {
-  using platform::posix::PrivilegeNamesFromCapabilities;
-  auto has = [](const std::vector<std::wstring>& names, const wchar_t* name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-  };
-  const auto none = PrivilegeNamesFromCapabilities(0, false);
-  EXPECT_EQ(none, std::vector<std::wstring>{L"SeChangeNotifyPrivilege"});
-  const auto reader = PrivilegeNamesFromCapabilities(1ull << 2, false);  // CAP_DAC_READ_SEARCH
-  EXPECT_TRUE(has(reader, L"SeBackupPrivilege"));
-  EXPECT_FALSE(has(reader, L"SeRestorePrivilege"));
-  // Root without capabilities (a user namespace, say) still reads everything.
-  const auto root = PrivilegeNamesFromCapabilities(0, true);
-  EXPECT_TRUE(has(root, L"SeBackupPrivilege"));
-  EXPECT_TRUE(has(root, L"SeRestorePrivilege"));
 }
 
 }  // namespace

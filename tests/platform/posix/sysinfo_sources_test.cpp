@@ -64,16 +64,6 @@ TEST(LinuxManagementClasses, AnswerTheWindowsPropertiesFromLinuxFacts) {
   EXPECT_EQ(Answer(facts, L"Win32_SystemEnclosure", L"ChassisTypes").kind, ManagementValue::Kind::None);
 }
 
-TEST(LinuxManagementClasses, MachineNamesMapToWindowsArchitectures) {
-  const std::pair<const char*, int> kRows[] = {
-      {"x86_64", 9}, {"i686", 0}, {"i386", 0}, {"aarch64", 12}, {"armv7l", 5}, {"riscv64", 0xFFFF},
-  };
-  for (const auto& [machine, architecture] : kRows) EXPECT_EQ(ArchitectureOfMachine(machine), architecture) << machine;
-  LinuxFacts facts;
-  facts.machine = "riscv64";
-  EXPECT_EQ(Text(facts, L"Win32_PROCESSOR", L"DataWidth"), L"64");
-}
-
 TEST(LinuxLocale, LanguageAndCountryFromTheLocaleName) {
   const std::pair<const char*, const char*> kRows[] = {
       {"en_US.UTF-8", "en|US"}, {"de_CH@euro", "de|CH"}, {"FIL_ph", "fil|PH"}, {"fr", "fr|"},
