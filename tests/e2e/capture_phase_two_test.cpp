@@ -16,7 +16,6 @@
 #include "inventory/meta_yml.h"
 #include "metadata/json_file.h"
 #include "ondemand/hashes.h"
-#include "platform/common/shell_link_format.h"
 #include "support/icon_fixtures.h"
 #include "support/ondemand_package.h"
 #include "support/report_lines.h"
@@ -215,16 +214,10 @@ TEST_F(WholeCapture, ReportTellsWhatTheCaptureKeptAndLeftOut) {
       "Windows Registry Editor Version 5.00\r\n\r\n"
       "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Package\\MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
       "Editor]\r\n\"DisplayIcon\"=\"C:\\\\Program Files\\\\Editor\\\\editor.ico\"\r\n");
-  const std::wstring programs = volume::PackageStartMenuFolder(volume_, appId) + L"\\Programs";
-  ASSERT_TRUE(create_directory(programs));
-  const auto link = [&](const wchar_t* name, const std::wstring& target, const std::wstring& iconPath) {
-    platform::lnk::LinkData data;
-    data.iconLocation = iconPath;
-    testsupport::WriteFile(programs + L"\\" + name, platform::lnk::BuildLink(target, data));
-  };
-  link(L"Editor.lnk", editor, icon);
-  link(L"Read Me.lnk", readme, L"");
-  link(L"Notepad.lnk", L"C:\\Windows\\notepad.exe", L"");
+  const std::wstring programs = volume::PackageStartMenuFolder(volume_, appId) + L"\\Programs\\";
+  testsupport::WriteLink(programs + L"Editor.lnk", editor, icon);
+  testsupport::WriteLink(programs + L"Read Me.lnk", readme);
+  testsupport::WriteLink(programs + L"Notepad.lnk", L"C:\\Windows\\notepad.exe");
 
   const std::wstring report = agent_ + L"\\Logs\\" + CaptureReport::FileName(kAppId);
   ASSERT_TRUE(create_directory(report + L"\\x"));

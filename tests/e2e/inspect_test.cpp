@@ -21,9 +21,9 @@
 #include "metadata/disk_identity.h"
 #include "metadata/json_file.h"
 #include "platform/common/pe_image.h"
-#include "platform/common/shell_link_format.h"
 #include "platform/crypto.h"
 #include "support/icon_fixtures.h"
+#include "support/ondemand_package.h"
 #include "support/vhd_images.h"
 
 namespace {
@@ -66,10 +66,10 @@ class CapturedSuite : public WholeCapture {
       testsupport::WriteFile(root + L"\\" + icon, Icon(icon));
     testsupport::WriteFile(root + L"\\Windows\\Installer\\tools.ico", Icon(L"tools"));
     const std::wstring menu = volume::PackageStartMenuFolder(volume_, appId_) + L"\\Programs\\Editor";
-    ASSERT_TRUE(create_directory(menu) && create_directory(root + L"\\Users\\Public\\Desktop"));
-    Shortcut(menu + L"\\Editor.lnk", editor_, root + L"\\Program Files\\Editor\\editor.ico");
-    Shortcut(menu + L"\\Editor Tools.lnk", tools, root + L"\\Program Files\\Editor\\tools.ico");
-    Shortcut(root + L"\\Users\\Public\\Desktop\\Editor.lnk", editor_, root + L"\\Program Files\\Editor\\editor.ico");
+    testsupport::WriteLink(menu + L"\\Editor.lnk", editor_, root + L"\\Program Files\\Editor\\editor.ico");
+    testsupport::WriteLink(menu + L"\\Editor Tools.lnk", tools, root + L"\\Program Files\\Editor\\tools.ico");
+    testsupport::WriteLink(root + L"\\Users\\Public\\Desktop\\Editor.lnk", editor_,
+                           root + L"\\Program Files\\Editor\\editor.ico");
     const std::wstring plugin = agent_ + L"\\plugins\\lodestar\\lodestar.exe";
     ASSERT_TRUE(create_directory(plugin.substr(0, plugin.rfind(L'\\'))));
     testsupport::WriteFile(plugin, Program(L"2.5", kPluginVersion));
@@ -111,11 +111,6 @@ class CapturedSuite : public WholeCapture {
     std::wstring text;
     EXPECT_TRUE(platform::crypto::Base64Encode(bytes.data(), bytes.size(), text));
     return platform::ToUtf8(text);
-  }
-  static void Shortcut(const std::wstring& path, const std::wstring& target, const std::wstring& icon) {
-    platform::lnk::LinkData link;
-    link.iconLocation = icon;
-    testsupport::WriteFile(path, platform::lnk::BuildLink(target, link));
   }
 
   // The volume, the disk and the report as the capture left them.
