@@ -24,6 +24,7 @@
 #include "platform/crypto.h"
 #include "support/icon_fixtures.h"
 #include "support/ondemand_package.h"
+#include "support/report_lines.h"
 #include "support/vhd_images.h"
 
 namespace {
@@ -127,32 +128,6 @@ class CapturedSuite : public WholeCapture {
     testsupport::WriteFile(report_, capturedReport_);
   }
 
-  struct Result {
-    uint32_t exitCode = 0;
-    JsonTree report{nullptr, cJSON_Delete};
-    std::map<std::string, std::string> statuses;  // of each check
-  };
-  // The program's --json over the volume; the volume must not change.
-  // A volume holding a 2 GiB file is not read into a snapshot.
-  Result Run(bool snapshot = true, const std::vector<std::wstring>& extra = {}) {
-    const Tree before = snapshot ? testsupport::TreeSnapshot(volume_) : Tree{};
-    std::vector<std::wstring> arguments{volume_ + L"\\", L"--json", L"--disk", disk_};
-    arguments.insert(arguments.end(), extra.begin(), extra.end());
-    const RunResult run = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), arguments);
-    EXPECT_EQ(run.startError, 0u);
-    if (snapshot) {
-      EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{});
-    }
-    Result result{run.exitCode, JsonTree(cJSON_Parse(run.output.c_str()), cJSON_Delete), {}};
-    EXPECT_TRUE(result.report) << run.output;
-    const cJSON* check = nullptr;
-    cJSON_ArrayForEach(check, cJSON_GetObjectItem(result.report.get(), "checks")) {
-      result.statuses[cJSON_GetStringValue(cJSON_GetObjectItem(check, "id"))] =
-          cJSON_GetStringValue(cJSON_GetObjectItem(check, "status"));
-    }
-    return result;
-  }
-
   // Both copies of the document, changed as a tree and written again.
   void EditDocument(const std::function<void(cJSON*)>& edit) {
     std::string text;
@@ -181,9 +156,7 @@ class CapturedSuite : public WholeCapture {
   static constexpr uint16_t kEditorVersion[4] = {2, 1, 0, 0};
   static constexpr uint16_t kPluginVersion[4] = {2, 5, 0, 17};
   const std::wstring appId_ = platform::Lower(kAppId);
-  testsupport::ScratchFolder packageData_;
-  testsupport::ScopedEnv packageDataEnv_{L"ORVCAPTURE_PACKAGEDATA_FOLDER", packageData_.path()};
-  std::wstring editor_, disk_, report_;
+  std::wstring editor_, report_;
   Tree captured_;
   std::string capturedDisk_, capturedReport_;
 };
@@ -222,7 +195,7 @@ TEST_F(CapturedSuite, DocumentIsTheGoldenText) {
 TEST_F(CapturedSuite, InspectionPassesEveryCheck) {
   const testsupport::ScratchFolder out;
   const std::wstring page = out / L"volume.html";
-  const Result result = Run(true, {L"--html", page});
+  const Inspection result = Inspect({L"--html", page});
   EXPECT_EQ(result.exitCode, 0u);
   // Every check had something to look at but the state, which phase two
   // deletes once read, and the target applications, which this package
@@ -249,6 +222,12 @@ TEST_F(CapturedSuite, InspectionPassesEveryCheck) {
   // Every icon the document holds decoded: the default one and the four
   // of the applications and shortcuts.
   EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(document, "icons")), 5);
+  // The editor's icon, named by its uninstall entry, was written for the agent.
+  const auto app = testsupport::Events(testsupport::ReadReport(report_), "app",
+                                       {{"part", "inventory"}, {"name", "Editor"}, {"icon", "written"},
+                                        {"icon_source", "c:\\program files\\editor\\editor.ico"}});
+  ASSERT_EQ(app.size(), 1u);
+  EXPECT_TRUE(platform::FileExists(platform::FromUtf8(app[0].Text("icon_file")))) << app[0].Text("icon_file");
 
 #ifndef _WIN32
   const testsupport::ScratchFolder profile;
@@ -382,7 +361,7 @@ TEST_F(CapturedSuite, EachSpoiledVolumeFailsItsInspection) {
     SCOPED_TRACE(c.what);
     ASSERT_NO_FATAL_FAILURE(Restore());
     c.spoil();
-    const Result result = Run(c.failed != std::set<std::string>{"metadata-reads"});
+    const Inspection result = Inspect({}, c.failed != std::set<std::string>{"metadata-reads"});
     EXPECT_EQ(result.exitCode, 1u);
     std::set<std::string> failed;
     for (const auto& [id, status] : result.statuses) {
@@ -408,7 +387,7 @@ TEST_F(CapturedSuite, InspectionGroupsTheReportByKind) {
                          "\xEF\xBB\xBF{\"event\":\"shortcut\",\"name\":\"Editor\",\"kept\":true}\n"
                          "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\n"
                          "{\"event\":\"shortcut\",\"name\":\"Readme\",\"kept\":false,\"why\":\"no target\"}\n");
-  const Result result = Run();
+  const Inspection result = Inspect();
   EXPECT_EQ(result.exitCode, 0u);
   char* events = cJSON_PrintUnformatted(cJSON_GetObjectItem(cJSON_GetObjectItem(result.report.get(), "captureReport"), "events"));
   EXPECT_STREQ(events,
