@@ -267,6 +267,17 @@ class WholeCapture : public PhaseOne {
     return result;
   }
 
+  // A snapshot's folders and files written below root.
+  static void WriteTree(const std::wstring& root, const std::map<std::wstring, std::string>& snapshot) {
+    for (const auto& [path, bytes] : snapshot) {
+      if (bytes == testsupport::kFolderEntry) {
+        ASSERT_TRUE(create_directory(root + path));
+      } else {
+        testsupport::WriteFile(root + path, bytes);
+      }
+    }
+  }
+
   // Entries of a snapshot whose first component is named as given (any case).
   static bool Below(const std::wstring& path, const std::wstring& name) {
     return platform::EqualsNoCase(path.substr(0, name.size() + 1), L"\\" + name) &&

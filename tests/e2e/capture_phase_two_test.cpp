@@ -240,14 +240,9 @@ TEST_F(WholeCapture, SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) {
 
   std::wstring exchange;
   if (!platform::GetEnv(L"KESTREL_CAPTURE_EXCHANGE", exchange)) return;
-  for (const auto& [path, bytes] : testsupport::TreeSnapshot(volume_)) {
-    if (platform::NamesEqual(path.substr(1), programName_)) continue;
-    if (bytes == testsupport::kFolderEntry) {
-      ASSERT_TRUE(create_directory(exchange + path));
-    } else {
-      testsupport::WriteFile(exchange + path, bytes);
-    }
-  }
+  auto volume = testsupport::TreeSnapshot(volume_);
+  volume.erase(L"\\" + programName_);
+  WriteTree(exchange, volume);
 }
 
 // The volume inspected at each stage of a capture and of an update of the
