@@ -31,13 +31,6 @@ class PostProvisioning : public KestrelCommandLine {
     EXPECT_TRUE(WriteJsonFile(scratch_ / name, text));
     return scratch_ / name;
   }
-  int PostProv(const std::wstring& disk, const std::wstring& metadata) {
-    const RunResult r = Kestrel({L"-postProv", disk, metadata});
-    for (int code : {0, -7, -13, -20}) {
-      if (r.exitCode == platform::ExitCodeAsSeen(code)) return code;
-    }
-    return 1000 + static_cast<int>(r.exitCode);
-  }
   // The log's entries without stamps and without "function@line: ".
   Lines LoggedEntries() {
     Lines entries;
@@ -137,7 +130,7 @@ TEST_F(PostProvisioning, EachDiskAndDocumentEndsWithItsCodeBytesAndLog) {
     }
     const std::string before = c.fixture ? testsupport::ReadFile(disk) : "";
     testsupport::RemoveTree(LogPath());
-    EXPECT_EQ(PostProv(disk, c.metadata), c.code);
+    EXPECT_EQ(Kestrel({L"-postProv", disk, c.metadata}).exitCode, platform::ExitCodeAsSeen(c.code));
     const Lines log = LoggedEntries();
     if (!c.log.empty()) {
       EXPECT_EQ(log, c.log);
