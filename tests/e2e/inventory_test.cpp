@@ -105,11 +105,7 @@ TEST_F(PhaseOne, InventoryOfARealisticPackage) {
       EXPECT_EQ("", IconFileVerdict(package + L"\\METADATA\\" + icon)) << platform::ToUtf8(icon);
     // The inventory's lines, one after the other; the second run first
     // deletes the five icons of the first.
-    Lines logged;
-    for (auto entry : testsupport::LogEntries(LogPath())) {
-      if (entry.back() == L'\n') entry.pop_back();
-      logged.push_back(Slashed(testsupport::WithoutSource(entry)));
-    }
+    const Lines logged = Messages(nullptr);
     const auto found = std::search(logged.begin(), logged.end(), messages.begin(), messages.end());
     ASSERT_NE(found, logged.end());
     const auto deleted = [&](const std::wstring& line) { return line.rfind(L"Deleting icon file: ", 0) == 0; };

@@ -31,12 +31,6 @@ class PostProvisioning : public KestrelCommandLine {
     EXPECT_TRUE(WriteJsonFile(scratch_ / name, text));
     return scratch_ / name;
   }
-  // The log's entries without stamps and without "function@line: ".
-  Lines LoggedEntries() {
-    Lines entries;
-    for (const auto& entry : testsupport::LogEntries(LogPath())) entries.push_back(testsupport::WithoutSource(entry));
-    return entries;
-  }
 #ifndef _WIN32
   // vhdiinfo's line of that name ("Identifier", "Disk type").
   static std::string VhdiinfoField(const std::wstring& disk, const std::string& name) {
@@ -83,8 +77,8 @@ void ExpectStamped(const std::string& before, const std::string& after, bool dyn
 }
 
 TEST_F(PostProvisioning, EachDiskAndDocumentEndsWithItsCodeBytesAndLog) {
-  const std::wstring start = L"perform post provisioning operations\n", done = L"Post processing succeded.\n",
-                     noId = L"failed to obtain Uniqueid from JSON.\n";
+  const std::wstring start = L"perform post provisioning operations", done = L"Post processing succeded.",
+                     noId = L"failed to obtain Uniqueid from JSON.";
   const std::wstring id = Metadata(L"id.json", kDocumentUniqueId);
   testsupport::WriteFile(scratch_ / L"no-id.json",
                          "\xEF\xBB\xBF{\r\n  \"disk\" : {\r\n             \"source\" : \"template\"\r\n           }\r\n}");
@@ -101,24 +95,24 @@ TEST_F(PostProvisioning, EachDiskAndDocumentEndsWithItsCodeBytesAndLog) {
       {L"empty.vhd", L"package.vhd", id, 0, kDynamic, 0,
        {start,
         L"INFO : preparing vhd disk for identity: block 0 of \"" + scratch_ / L"package.vhd" +
-            L"\" is not allocated, so there is no boot sector to re-sign; only the footer is stamped\n\n",
+            L"\" is not allocated, so there is no boot sector to re-sign; only the footer is stamped\n",
         done}},
       {L"fixed.vhd", L"package.vhd", id, 0, kFixed, 440, {start, done}},
       {L"dynamic.vhd", L"PACKAGE.VHD", id, 0, kDynamic, 2048 + 512 + 440, {start, done}},
-      {L"dynamic.vhd", L"package.vhdx", id, 0, kUnchanged, 0, {start, L"skipping post processing not a VHD file\n"}},
+      {L"dynamic.vhd", L"package.vhdx", id, 0, kUnchanged, 0, {start, L"skipping post processing not a VHD file"}},
       {L"dynamic.vhd", L"package.vhd", scratch_ / L"no-id.json", -20, kUnchanged, 0, {start, noId}},
       {L"dynamic.vhd", L"package.vhd", scratch_ / L"missing.json", -20, kUnchanged, 0,
-       {start, L"ERROR: unable to open json file: " + scratch_ / L"missing.json" + L" [Error: 0x2]\n\n", noId}},
+       {start, L"ERROR: unable to open json file: " + scratch_ / L"missing.json" + L" [Error: 0x2]\n", noId}},
       {L"dynamic.vhd", L"package.vhd", Metadata(L"bad.json", L"not a guid"), -20, kUnchanged, 0, {start, noId}},
       {L"dynamic.vhd", L"package.vhd", Metadata(L"null.json", kNullGuidText), -20, kUnchanged, 0, {start, noId}},
       {L"", L"notes.vhd", id, -20, kUnchanged, 0,
        {start,
         L"ERROR: preparing vhd disk for identity: \"" + scratch_ / L"notes.vhd" +
             L"\" is no VHD disk: neither its first nor its last 512 bytes are a footer (cookie conectix); the disk "
-            L"is left unchanged\n\n",
-        L"Prepare disk failed.\n"}},
+            L"is left unchanged\n",
+        L"Prepare disk failed."}},
       {nullptr, L"missing.vhd", id, -20, kUnchanged, 0, {}},
-      {nullptr, L"abc", id, -13, kUnchanged, 0, {start, L"exception happened\n"}},
+      {nullptr, L"abc", id, -13, kUnchanged, 0, {start, L"exception happened"}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(platform::ToUtf8(c.disk + L" " + c.metadata));
@@ -131,14 +125,16 @@ TEST_F(PostProvisioning, EachDiskAndDocumentEndsWithItsCodeBytesAndLog) {
     const std::string before = c.fixture ? testsupport::ReadFile(disk) : "";
     testsupport::RemoveTree(LogPath());
     EXPECT_EQ(Kestrel({L"-postProv", disk, c.metadata}).exitCode, platform::ExitCodeAsSeen(c.code));
-    const Lines log = LoggedEntries();
+    const Lines log = Messages(nullptr);
     if (!c.log.empty()) {
-      EXPECT_EQ(log, c.log);
+      Lines expected;
+      for (const auto& line : c.log) expected.push_back(Slashed(line));
+      EXPECT_EQ(log, expected);
     } else {
       // The system's words for a missing file differ between backends.
       ASSERT_EQ(log.size(), 3u);
-      EXPECT_EQ(log[1].rfind(L"ERROR: preparing vhd disk for identity: unable to open \"" + disk + L"\": ", 0), 0u);
-      EXPECT_EQ(log[2], L"Prepare disk failed.\n");
+      EXPECT_EQ(log[1].rfind(Slashed(L"ERROR: preparing vhd disk for identity: unable to open \"" + disk + L"\": "), 0), 0u);
+      EXPECT_EQ(log[2], L"Prepare disk failed.");
     }
     if (c.stamp == kUnchanged) {
       EXPECT_TRUE(!c.fixture || testsupport::ReadFile(disk) == before);
