@@ -4,7 +4,8 @@
 // commits its every set and a transaction left uncommitted its
 // EachFailureSaysWhatAndChangesNothing (an import failing after it deleted
 // and created keys). Reads of a missing store and the transaction rows went:
-// every sampled fault they caught is caught by RegistryContract too.
+// the sampled faults they caught are caught by RegistryContract and
+// ShellContract.ComponentPathAndInstallState too.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
