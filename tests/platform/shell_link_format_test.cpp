@@ -3,9 +3,9 @@
 // beyond Windows' limits and the reader staying in step after them are the
 // other writers' links (ShortcutDetails.LinksOfOtherWritersReadAsWindowsShowsThem).
 // The writer's links are read back by the first whole capture (its shortcut
-// sample and advertised shortcuts), by the system in
-// ShellLinkExchange.ProjectLinksReadByTheSystem, and with a target in the
-// environment block by ShortcutEnvironment.TargetFromTheEnvironmentBlockIsExpanded.
+// sample and advertised shortcuts) and by the system in
+// ShellLinkExchange.ProjectLinksReadByTheSystem; the fields they leave out
+// no product code writes.
 #include <gtest/gtest.h>
 
 #include <string>
