@@ -109,7 +109,7 @@ TEST_F(MetaYml, AHandEditedFileIsRefusedUntouched) {
   EXPECT_FALSE(OverwriteVolumeIds(Path(), kNew));  // "(NONE)" is no GUID to replace
   EXPECT_EQ(testsupport::ReadFile(Path()), written);
   const std::string named = Written({SampleEditor()});
-  EXPECT_FALSE(OverwriteVolumeIds(Path(), L"{aaaaaaaa-bbbb-cccc-dddd-eeeeeeeeeee}"));
+  EXPECT_FALSE(OverwriteVolumeIds(Path(), L"{aaaaaaaa-bbbb-cccc-dddd-eeeeeeeeeee}"));  // EINVAL, not a mapped code
   EXPECT_EQ(testsupport::ReadFile(Path()), named);
   // A match too close to the start to step back over a GUID.
   testsupport::WriteFile(Path(), Utf16("VolumeID: \"{x}\"\r\n"));
