@@ -59,9 +59,9 @@ class Recording : public testing::Test {
 
 // The exact line the agent runs with (lower-cased path, session, ids, the
 // record flag), what its exit code makes of the call, and that only
-// starting needs an AppID. A capture's start (flag 1 in an update) and stop
-// are PhaseOne.SilentCaptureWritesTheVolumeFilesAndAsksForARestart's and
-// PhaseOne.UpdateTakesTheIdentityFromTheVolume's.
+// starting needs an AppID. A capture's start and stop are
+// PhaseOne.SilentCaptureWritesTheVolumeFilesAndAsksForARestart's, an
+// update's (flag 1) WholeCapture.UpdatesCarryTheDerivationChain's.
 TEST_F(Recording, StartAndStopRunTheAgentWithTheExactCommandLine) {
   const struct {
     bool start;
