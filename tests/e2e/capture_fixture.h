@@ -2,6 +2,9 @@
 // folder, for running phase one of a capture with the real program.
 #pragma once
 
+#include <cjson/cJSON.h>
+
+#include <map>
 #include <memory>
 
 #include "driver/service_parameters.h"
@@ -234,6 +237,47 @@ class WholeCapture : public PhaseOne {
     return text.erase(from, text.find('\n', text.find("\"file_data\" : \"", name)) + 1 - from);
   }
 
+  struct Inspection {
+    uint32_t exitCode = 0;
+    std::unique_ptr<cJSON, decltype(&cJSON_Delete)> report{nullptr, cJSON_Delete};
+    std::map<std::string, std::string> statuses;  // of each check
+  };
+  // kestrel-inspect's --json over the volume (and disk_, when set), which
+  // must not change. A volume holding a 2 GiB file is not read into a
+  // snapshot.
+  Inspection Inspect(const std::vector<std::wstring>& extra = {}, bool snapshot = true) {
+    const auto before = snapshot ? testsupport::TreeSnapshot(volume_) : std::map<std::wstring, std::string>{};
+    std::vector<std::wstring> arguments{volume_ + L"\\", L"--json"};
+    if (!disk_.empty()) arguments.insert(arguments.end(), {L"--disk", disk_});
+    arguments.insert(arguments.end(), extra.begin(), extra.end());
+    const RunResult run = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), arguments);
+    EXPECT_EQ(run.startError, 0u);
+    if (snapshot) {
+      EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{});
+    }
+    Inspection result;
+    result.exitCode = run.exitCode;
+    result.report.reset(cJSON_Parse(run.output.c_str()));
+    EXPECT_TRUE(result.report) << run.output;
+    const cJSON* check = nullptr;
+    cJSON_ArrayForEach(check, cJSON_GetObjectItem(result.report.get(), "checks")) {
+      result.statuses[cJSON_GetStringValue(cJSON_GetObjectItem(check, "id"))] =
+          cJSON_GetStringValue(cJSON_GetObjectItem(check, "status"));
+    }
+    return result;
+  }
+
+  // A snapshot's folders and files written below root.
+  static void WriteTree(const std::wstring& root, const std::map<std::wstring, std::string>& snapshot) {
+    for (const auto& [path, bytes] : snapshot) {
+      if (bytes == testsupport::kFolderEntry) {
+        ASSERT_TRUE(create_directory(root + path));
+      } else {
+        testsupport::WriteFile(root + path, bytes);
+      }
+    }
+  }
+
   // Entries of a snapshot whose first component is named as given (any case).
   static bool Below(const std::wstring& path, const std::wstring& name) {
     return platform::EqualsNoCase(path.substr(0, name.size() + 1), L"\\" + name) &&
@@ -247,6 +291,7 @@ class WholeCapture : public PhaseOne {
   // What Windows sets; the advertised shortcuts' icon is named through it.
   testsupport::ScopedEnv programFiles_{L"ProgramFiles", L"C:\\Program Files"};
   testsupport::InstalledComponent recorded_, unknown_;
+  std::wstring disk_;  // the package's disk, when a test makes one
   std::string unknownLink_;
   Lines phaseOneLines_;  // the log's lines of the first capture's phase one
 };

@@ -1,9 +1,12 @@
 // Phase one of a capture run by the real program beside a stand-in agent,
 // on each backend: what it logs, asks the agent and leaves in the volume.
+// An update's phase one, with and without an application restart, is
+// WholeCapture.UpdatesCarryTheDerivationChain's.
 #include <algorithm>
 #include <optional>
 #include <thread>
 
+#include "driver/capture_report.h"
 #include "e2e/capture_fixture.h"
 #include "foundation/file_helpers.h"
 #include "inventory/meta_yml.h"
@@ -12,7 +15,7 @@ namespace {
 
 // A silent capture without answers, with the packager's answers from the
 // answers file, and with a malformed one, which is refused: the capture goes
-// on as without it.
+// on as without it. A report that cannot be written changes nothing else.
 TEST_F(PhaseOne, SilentCaptureWritesTheVolumeFilesAndAsksForARestart) {
   const std::wstring answers = Marker(L"tarnhold.answers");
   const std::wstring enabled = Slashed(L"[Silent mode] Enabled (\"" + Marker(L"tarnhold.slt") + L"\")");
@@ -23,8 +26,10 @@ TEST_F(PhaseOne, SilentCaptureWritesTheVolumeFilesAndAsksForARestart) {
     Lines wmain, refusal;
     std::wstring state;  // but for the volume path, the program's own
     std::string notes;
+    bool reportRefused = false;  // a folder where the capture report goes
   } cases[] = {
       {"", {enabled, kNotFinalized}, {}, empty, "\xFF\xFE"},
+      {"", {enabled, kNotFinalized}, {}, empty, "\xFF\xFE", true},
       {"\xFF\xFE" + Utf16(L"Name=Editor\r\nVersion=2.1\r\nDescription=Text editor\r\nPackager=jsmith\r\n"
                            L"Notes=first\\nsecond\r\n"),
        {enabled, Slashed(L"[Silent mode] Package description taken from \"" + answers + L"\"")},
@@ -45,10 +50,18 @@ TEST_F(PhaseOne, SilentCaptureWritesTheVolumeFilesAndAsksForARestart) {
     for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
     Silent(true);
     if (!c.bytes.empty()) testsupport::WriteFile(answers, c.bytes);
+    const std::wstring report = agent_ + L"\\Logs\\" + CaptureReport::FileName(kAppId);
+    testsupport::RemoveTree(report);
+    if (c.reportRefused) {
+      ASSERT_TRUE(create_directory(report + L"\\x"));
+    }
     const size_t before = standIn_.Calls().size();
     EXPECT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
     EXPECT_EQ(Messages(), c.wmain);
     EXPECT_EQ(Messages(L"ReadAnswersFile"), c.refusal);
+    const Lines refused = Messages(L"CaptureReport");
+    EXPECT_EQ(refused.size(), c.reportRefused ? 1u : 0u);
+    EXPECT_TRUE(refused.empty() || refused[0].find(L"cannot be opened") != std::wstring::npos);
     const std::wstring state = c.state.substr(0, c.state.find(L"<volume>")) + volume_ +
                                c.state.substr(c.state.find(L"<volume>") + 8) + std::wstring(1, L'\0');
     EXPECT_EQ(Slashed(platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"))), Slashed(state));
@@ -74,44 +87,6 @@ TEST_F(PhaseOne, SilentCaptureWritesTheVolumeFilesAndAsksForARestart) {
     const std::string apps = testsupport::ReadFile(volume_ + L"\\" + kAppId + L"\\METADATA\\_meta.yml");
     EXPECT_NE(apps.find(Utf16(L"DisplayName: Editor\r\n")), std::string::npos);
     EXPECT_EQ(RegisteredAppId(), kAppId);
-  }
-}
-
-// An update records into the volume's package under the volume's identity;
-// the agent's identity waits in the state for phase two. After an
-// application restart that state is read back instead.
-TEST_F(PhaseOne, UpdateTakesTheIdentityFromTheVolume) {
-  Silent(true);
-  ASSERT_EQ(Kestrel({L"<phaseone>"}).exitCode, platform::ExitCodeAsSeen(-19));
-  constexpr wchar_t kNewVolume[] = L"{11111111-2222-4333-8444-555555555555}";
-  constexpr wchar_t kNewApp[] = L"{AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE}";
-  const std::wstring packageId = platform::Lower(kAppId);  // the package folder's name
-  const std::wstring recorded = std::to_wstring(session_) + L";" + kVolumeId + L";" + packageId + L";1";
-
-  for (const bool apprestart : {false, true}) {
-    testsupport::RemoveTree(LogPath());
-    const size_t before = standIn_.Calls().size();
-    // The agent's ids at the restart are not the ones the state keeps.
-    ASSERT_EQ(reg::SetString(parameters_, L"NewVolumeUUID", apprestart ? kNullGuid : kNewVolume), 0u);
-    ASSERT_EQ(reg::SetString(parameters_, L"AppID", apprestart ? kNullGuid : kNewApp), 0u);
-    std::vector<std::wstring> arguments{L"<phaseone>", L"-update"};
-    if (apprestart) arguments.push_back(L"-apprestart");
-    EXPECT_EQ(Kestrel(arguments).exitCode, platform::ExitCodeAsSeen(-19));
-
-    const auto calls = standIn_.Calls();
-    ASSERT_EQ(calls.size() - before, 2u);
-    EXPECT_EQ(calls[before].arguments, (std::vector<std::wstring>{L"recordon", recorded}));
-    EXPECT_EQ(calls[before + 1].arguments, (std::vector<std::wstring>{L"recordoff", recorded}));
-    std::wstring volumeUuid;
-    reg::QueryString(parameters_, L"NewVolumeUUID", volumeUuid);
-    EXPECT_EQ(volumeUuid, kVolumeId);
-    EXPECT_EQ(RegisteredAppId(), packageId);
-    // The agent's ids of the update are kept for phase two; after the
-    // restart they come from the state, not from the agent.
-    std::wstring state = platform::FromUtf16Le(testsupport::ReadFile(volume_ + L"\\kestrel.state"));
-    EXPECT_NE(state.find(std::wstring(L"]::[auto]::[]::[") + kNewVolume + L"]::[" + kNewApp + L"]::[\0"),
-              std::wstring::npos)
-        << platform::ToUtf8(state);
   }
 }
 

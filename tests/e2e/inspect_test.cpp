@@ -24,6 +24,7 @@
 #include "platform/crypto.h"
 #include "support/icon_fixtures.h"
 #include "support/ondemand_package.h"
+#include "support/report_lines.h"
 #include "support/vhd_images.h"
 
 namespace {
@@ -116,41 +117,9 @@ class CapturedSuite : public WholeCapture {
   // The volume, the disk and the report as the capture left them.
   void Restore() {
     for (const auto& name : VolumeContents()) testsupport::RemoveTree(volume_ + L"\\" + name);
-    for (const auto& [path, bytes] : captured_) {
-      if (bytes == testsupport::kFolderEntry) {
-        ASSERT_TRUE(create_directory(volume_ + path));
-      } else {
-        testsupport::WriteFile(volume_ + path, bytes);
-      }
-    }
+    ASSERT_NO_FATAL_FAILURE(WriteTree(volume_, captured_));
     testsupport::WriteFile(disk_, capturedDisk_);
     testsupport::WriteFile(report_, capturedReport_);
-  }
-
-  struct Result {
-    uint32_t exitCode = 0;
-    JsonTree report{nullptr, cJSON_Delete};
-    std::map<std::string, std::string> statuses;  // of each check
-  };
-  // The program's --json over the volume; the volume must not change.
-  // A volume holding a 2 GiB file is not read into a snapshot.
-  Result Run(bool snapshot = true, const std::vector<std::wstring>& extra = {}) {
-    const Tree before = snapshot ? testsupport::TreeSnapshot(volume_) : Tree{};
-    std::vector<std::wstring> arguments{volume_ + L"\\", L"--json", L"--disk", disk_};
-    arguments.insert(arguments.end(), extra.begin(), extra.end());
-    const RunResult run = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), arguments);
-    EXPECT_EQ(run.startError, 0u);
-    if (snapshot) {
-      EXPECT_EQ(testsupport::ChangedPaths(before, testsupport::TreeSnapshot(volume_)), Lines{});
-    }
-    Result result{run.exitCode, JsonTree(cJSON_Parse(run.output.c_str()), cJSON_Delete), {}};
-    EXPECT_TRUE(result.report) << run.output;
-    const cJSON* check = nullptr;
-    cJSON_ArrayForEach(check, cJSON_GetObjectItem(result.report.get(), "checks")) {
-      result.statuses[cJSON_GetStringValue(cJSON_GetObjectItem(check, "id"))] =
-          cJSON_GetStringValue(cJSON_GetObjectItem(check, "status"));
-    }
-    return result;
   }
 
   // Both copies of the document, changed as a tree and written again.
@@ -181,9 +150,7 @@ class CapturedSuite : public WholeCapture {
   static constexpr uint16_t kEditorVersion[4] = {2, 1, 0, 0};
   static constexpr uint16_t kPluginVersion[4] = {2, 5, 0, 17};
   const std::wstring appId_ = platform::Lower(kAppId);
-  testsupport::ScratchFolder packageData_;
-  testsupport::ScopedEnv packageDataEnv_{L"ORVCAPTURE_PACKAGEDATA_FOLDER", packageData_.path()};
-  std::wstring editor_, disk_, report_;
+  std::wstring editor_, report_;
   Tree captured_;
   std::string capturedDisk_, capturedReport_;
 };
@@ -222,7 +189,7 @@ TEST_F(CapturedSuite, DocumentIsTheGoldenText) {
 TEST_F(CapturedSuite, InspectionPassesEveryCheck) {
   const testsupport::ScratchFolder out;
   const std::wstring page = out / L"volume.html";
-  const Result result = Run(true, {L"--html", page});
+  const Inspection result = Inspect({L"--html", page});
   EXPECT_EQ(result.exitCode, 0u);
   // Every check had something to look at but the state, which phase two
   // deletes once read, and the target applications, which this package
@@ -249,6 +216,12 @@ TEST_F(CapturedSuite, InspectionPassesEveryCheck) {
   // Every icon the document holds decoded: the default one and the four
   // of the applications and shortcuts.
   EXPECT_EQ(cJSON_GetArraySize(cJSON_GetObjectItem(document, "icons")), 5);
+  // The editor's icon, named by its uninstall entry, was written for the agent.
+  const auto app = testsupport::Events(testsupport::ReadReport(report_), "app",
+                                       {{"part", "inventory"}, {"name", "Editor"}, {"icon", "written"},
+                                        {"icon_source", "c:\\program files\\editor\\editor.ico"}});
+  ASSERT_EQ(app.size(), 1u);
+  EXPECT_TRUE(platform::FileExists(platform::FromUtf8(app[0].Text("icon_file")))) << app[0].Text("icon_file");
 
 #ifndef _WIN32
   const testsupport::ScratchFolder profile;
@@ -382,7 +355,7 @@ TEST_F(CapturedSuite, EachSpoiledVolumeFailsItsInspection) {
     SCOPED_TRACE(c.what);
     ASSERT_NO_FATAL_FAILURE(Restore());
     c.spoil();
-    const Result result = Run(c.failed != std::set<std::string>{"metadata-reads"});
+    const Inspection result = Inspect({}, c.failed != std::set<std::string>{"metadata-reads"});
     EXPECT_EQ(result.exitCode, 1u);
     std::set<std::string> failed;
     for (const auto& [id, status] : result.statuses) {
@@ -402,13 +375,14 @@ TEST_F(CapturedSuite, EachSpoiledVolumeFailsItsInspection) {
 }
 
 // The capture report's lines are shown grouped by their kind, whatever the
-// kinds are; an empty volume and a volume that is not there.
+// kinds are; a volume that is not there (an empty one is
+// WholeCapture.UpdatesCarryTheDerivationChain's first inspection).
 TEST_F(CapturedSuite, InspectionGroupsTheReportByKind) {
   testsupport::WriteFile(report_,
                          "\xEF\xBB\xBF{\"event\":\"shortcut\",\"name\":\"Editor\",\"kept\":true}\n"
                          "{\"event\":\"stage\",\"name\":\"inventory\",\"ms\":12}\n"
                          "{\"event\":\"shortcut\",\"name\":\"Readme\",\"kept\":false,\"why\":\"no target\"}\n");
-  const Result result = Run();
+  const Inspection result = Inspect();
   EXPECT_EQ(result.exitCode, 0u);
   char* events = cJSON_PrintUnformatted(cJSON_GetObjectItem(cJSON_GetObjectItem(result.report.get(), "captureReport"), "events"));
   EXPECT_STREQ(events,
@@ -417,8 +391,6 @@ TEST_F(CapturedSuite, InspectionGroupsTheReportByKind) {
   cJSON_free(events);
 
   const testsupport::ScratchFolder empty;
-  const auto run = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), {empty.path(), L"--json"});
-  EXPECT_EQ(run.exitCode, 0u) << run.output;
   const auto missing = testsupport::Run(testsupport::BuiltProgram(L"kestrel-inspect"), {empty / L"none", L"--json"});
   EXPECT_EQ(missing.exitCode, 2u) << missing.output;
   const JsonTree refused(cJSON_Parse(missing.output.c_str()), cJSON_Delete);

@@ -55,11 +55,11 @@ class KestrelCommandLine : public testing::Test {
   }
   std::wstring LogPath() const { return agent_ + L"\\Logs\\thcapture.log"; }
 
-  // The log entries of function without stamps and without "function@line: "
-  // (an entry may hold several lines).
+  // The log entries of function (of every function: nullptr) without stamps
+  // and without "function@line: " (an entry may hold several lines).
   Lines Messages(const wchar_t* function = L"wmain") {
     Lines messages;
-    const std::wstring source = std::wstring(function) + L"@";
+    const std::wstring source = function ? std::wstring(function) + L"@" : L"";
     for (auto entry : testsupport::LogEntries(LogPath())) {
       if (entry.rfind(source, 0) != 0) continue;
       if (!entry.empty() && entry.back() == L'\n') entry.pop_back();

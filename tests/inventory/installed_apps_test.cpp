@@ -1,6 +1,7 @@
 // The inventory's rules, the placeholder and its failures on both backends,
 // judged by log lines and the bytes of both _meta.yml copies (a realistic
-// package is the end-to-end suite's).
+// package, its Autodesk publisher included, is
+// PhaseOne.InventoryOfARealisticPackage).
 #include "inventory/installed_apps.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +26,7 @@ TEST(InventoryRules, CleaningKeepsThePrintableClassAndTrimsTheEnds) {
     bool colons;
     std::wstring clean;
   } cases[] = {
-      {L"Foo: Pro\t2", true, L"Foo Pro2"},
+      {L"Foo: Pro\t2'", true, L"Foo Pro2"},
       {L"1:2", false, L"1:2"},
       {L" \"'Caf\u00e9 \u00a0\r\n", true, L"Caf\u00e9 \u00a0"},
       {L"A\u0300B\U0001F600C\u0085D\u20ac", false, L"ABCD"},  // as the Windows runtime classes them
@@ -33,11 +34,6 @@ TEST(InventoryRules, CleaningKeepsThePrintableClassAndTrimsTheEnds) {
   };
   for (const auto& c : cases)
     EXPECT_EQ(c.clean, installed_apps::CleanText(c.text, c.colons)) << platform::ToUtf8(c.text);
-}
-
-TEST(InventoryRules, AutodeskIsReportedOnceAndCaseSensitively) {
-  EXPECT_EQ(Lines{L"Autodesk"}, installed_apps::AutodeskNames({L"Tellurex", L"Autodesk, Inc.", L"Autodesk"}));
-  EXPECT_EQ(Lines{}, installed_apps::AutodeskNames({L"AUTODESK", L"autodesk"}));
 }
 
 // The index rule ("path,12" is index 0) and the icon names are the
@@ -120,6 +116,8 @@ TEST_F(Inventory, FailuresOfTheRunTheVolumeAndTheAgentKeyAreNamed) {
   EXPECT_EQ(0, Get_Installed_Apps(run, found));
   EXPECT_EQ(0, Get_Installed_Apps(run_, found)) << "no RegistryPath";
   EXPECT_EQ(L"Get_Installed_Apps: ERROR: Unable to convert App ID to GUID format.\n", Logged().at(0));
+  EXPECT_FALSE(record_app_info(run_, found));
+  EXPECT_EQ(L"write_appinfo_file: no installed applications to record, not even the file placeholder", Logged().at(0));
 
   // A file where the package folder belongs: the loop ends, no list is written.
   testsupport::WriteFile(volume_ / kAppId, "in the way");

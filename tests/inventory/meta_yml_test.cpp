@@ -108,6 +108,9 @@ TEST_F(MetaYml, AHandEditedFileIsRefusedUntouched) {
   EXPECT_FALSE(OverwriteApplicationIds(Path(), L"{aaaaaaaa-bbbb-cccc-dddd-eeeeeeeeeee}"));  // no GUID to write
   EXPECT_FALSE(OverwriteVolumeIds(Path(), kNew));  // "(NONE)" is no GUID to replace
   EXPECT_EQ(testsupport::ReadFile(Path()), written);
+  const std::string named = Written({SampleEditor()});
+  EXPECT_FALSE(OverwriteVolumeIds(Path(), L"{aaaaaaaa-bbbb-cccc-dddd-eeeeeeeeeee}"));  // EINVAL, not a mapped code
+  EXPECT_EQ(testsupport::ReadFile(Path()), named);
   // A match too close to the start to step back over a GUID.
   testsupport::WriteFile(Path(), Utf16("VolumeID: \"{x}\"\r\n"));
   EXPECT_FALSE(OverwriteVolumeIds(Path(), kNew));
@@ -118,6 +121,7 @@ TEST_F(MetaYml, AHandEditedFileIsRefusedUntouched) {
 
   std::vector<std::wstring> expected(7, L"ERROR: failed to over write guid in the yml\n\n");
   expected.insert(expected.end(), {L"ERROR: failed to over write guid in the yml - error:[22]\n\n",
+                                   L"ERROR: failed to over write guid in the yml - error:[22]\n\n",
                                    L"ERROR: could not open meta yml file - error:[22]\n\n",
                                    L"ERROR: could not open meta yml file\n\n",
                                    L"ERROR: could not open meta yml file - error:[2]\n\n",

@@ -1,5 +1,8 @@
-// Icon sources to base64: which group and image are taken, the fallbacks,
-// and the exact log lines of every failure.
+// Icon sources to base64: which group is taken, the fallbacks, and the exact
+// log lines of every failure. Which image of a group is taken (the widest,
+// the later of equal widths, a 256-pixel PNG payload) is the icon reader's
+// (IconDirectory.LargestTakesTheLaterOfEqualWidthsAndClosestPrefersDepth,
+// Imaging.IconImagesOfEveryKindBecome64PixelPng for the PNG payload).
 #include <gtest/gtest.h>
 
 #include "ondemand/icon_encoding.h"
@@ -14,8 +17,7 @@ namespace {
 namespace pe = platform::pe;
 using testsupport::Resource;
 
-constexpr uint32_t kRed = 0xFFE01010, kGreen = 0xFF10E010, kBlue = 0xFF1010E0, kGrey = 0xFF808080,
-                   kYellow = 0xFFE0E010;
+constexpr uint32_t kRed = 0xFFE01010, kGreen = 0xFF10E010, kBlue = 0xFF1010E0, kGrey = 0xFF808080;
 
 // A group of one 32-pixel image in a colour, its icon resource at iconId.
 void AddGroup(std::vector<Resource>& resources, const std::wstring& name, uint16_t id, uint16_t iconId,
@@ -70,35 +72,11 @@ TEST_F(IconEncoding, GroupsAreChosenByPositionOrId) {
   EXPECT_EQ(log_.Text(), L"");
 }
 
-TEST_F(IconEncoding, WidestImageWinsAndTheLaterOfEqualWidths) {
-  // 16, 32, 48 and 256 (a PNG payload, width byte 0): the 256 one is used.
-  std::string bigPng;
-  platform::imaging::PngFailure failure;
-  ASSERT_TRUE(platform::imaging::IconImageToPng64(testsupport::DibIcon(32, 32, kYellow), bigPng, failure));
-  const std::vector<testsupport::IconPart> parts = {
-      {16, 8, testsupport::DibIcon(16, 8, kRed), 1},
-      {32, 24, testsupport::DibIcon(32, 24, kGreen), 2},
-      {256, 32, bigPng, 3},
-      {48, 32, testsupport::DibIcon(48, 32, kBlue), 4},
-  };
-  std::vector<Resource> resources;
-  for (const auto& p : parts) resources.push_back({pe::kTypeIcon, {}, p.id, 0, p.image});
-  resources.push_back({pe::kTypeGroupIcon, {}, 1, 0, testsupport::GroupIcon(parts)});
-  // Two 32-pixel images: the later one counts.
-  resources.push_back({pe::kTypeGroupIcon, {}, 2, 0, testsupport::GroupIcon({parts[1], {32, 24, parts[0].image, 1}})});
-  const std::wstring module = Write(L"sizes.dll", testsupport::BuildPe(resources));
-  EXPECT_EQ(GroupColour(module, 0), kYellow);
-  std::string png;
-  ASSERT_TRUE(GetIconGroupPng(module, 1, png));
-  platform::imaging::Bitmap bitmap;
-  ASSERT_TRUE(platform::imaging::DecodePngBytes(png, bitmap));
-  EXPECT_EQ(bitmap.pixels[32 * 64 + 32], kRed);  // the 16-pixel image, scaled up, labelled 32
-}
-
-// An .ico file read through the module route gives its widest image.
+// An .ico file read through the module route gives its widest image, here
+// the last one, which ends where the file ends.
 TEST_F(IconEncoding, AnIconFileIsNoModuleButStillGivesItsWidestImage) {
-  const std::wstring ico = Write(L"file.ico", testsupport::IcoFile({{48, 24, testsupport::DibIcon(48, 24, kBlue)},
-                                                                    {16, 8, testsupport::DibIcon(16, 8, kRed)}}));
+  const std::wstring ico = Write(L"file.ico", testsupport::IcoFile({{16, 8, testsupport::DibIcon(16, 8, kRed)},
+                                                                    {48, 24, testsupport::DibIcon(48, 24, kBlue)}}));
   std::string png;
   const bool ok = GetIconGroupPng(ico, 0, png);
   EXPECT_EQ(Colour(ok, png), kBlue);

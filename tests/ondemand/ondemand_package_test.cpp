@@ -55,13 +55,20 @@ TEST(OnDemandCollector, PathsThatLeaveTheRootAreRefused) {
   }
 }
 
-// The agent's CaptureFTA value at 0 or unreadable turns the file types off
-// (absent, they are on: the end-to-end phase two reads the hive).
+// The agent's CaptureFTA value at 0 or unreadable turns the file types off;
+// at 1 (or absent: the end-to-end phase two) the hive is read, and this
+// volume has none.
 TEST(OnDemandAssembly, CaptureFtaValueDecidesWhetherTheHiveIsRead) {
+  const wchar_t* off = L"GetOnDemandMetadataforApplicationBundle: \"CaptureFTA\" is set to false. FTA data won't be "
+                       L"captured.";
+  const wchar_t* tried = L"ERROR: Failed to load package hive.";
   const struct {
     uint32_t type;
     std::string data;
-  } cases[] = {{reg::kDword, reg::EncodeDword(0)}, {reg::kSz, reg::EncodeString(L"1")}};
+    const wchar_t *logged, *notLogged;
+  } cases[] = {{reg::kDword, reg::EncodeDword(0), off, tried},
+               {reg::kSz, reg::EncodeString(L"1"), off, tried},
+               {reg::kDword, reg::EncodeDword(1), tried, off}};
   testsupport::ScratchRegistry registry(L"capturefta");
   for (const auto& c : cases) {
     SCOPED_TRACE(c.type);
@@ -74,9 +81,8 @@ TEST(OnDemandAssembly, CaptureFtaValueDecidesWhetherTheHiveIsRead) {
     uint32_t counter = 0;
     EXPECT_TRUE(
         GetOnDemandMetadataforApplicationBundle(volume.Run(), &onDemand, &icons, testsupport::kOnDemandGuid, &counter));
-    EXPECT_FALSE(Logged(log, L"Failed to load package hive."));
-    EXPECT_TRUE(Logged(log, L"GetOnDemandMetadataforApplicationBundle: \"CaptureFTA\" is set to false. FTA data "
-                            L"won't be captured."));
+    EXPECT_TRUE(Logged(log, c.logged));
+    EXPECT_FALSE(Logged(log, c.notLogged));
   }
   reg::DeleteKeyTree(L"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\thservice");
 }

@@ -2,7 +2,8 @@
 // byte for byte on both backends. The first whole capture
 // (SilentCaptureEndsWithTheDocumentItsCopyAndTheZip) has advertised shortcuts
 // turned into ordinary ones, an icon location that names an environment
-// variable, and a link that names no target.
+// variable, and a link that names no target. A target held only in the
+// environment block is the foreign links' "environment-only".
 #include <gtest/gtest.h>
 
 #include <cwchar>

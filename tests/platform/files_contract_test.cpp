@@ -1,8 +1,8 @@
 // The files family, run unchanged against both backends: the codes and
 // attributes here are what the program's log lines will carry. Appending and
-// whether an open found the file are every capture's log
-// (LogAppendsWithOneByteOrderMark), seeks the stamped disks', and a rewrite
-// cutting a file short every fixture's (LinuxHive.ACutFileIsRefusedAndLeavesNothing).
+// whether an open found the file are every capture's log (the banner test
+// runs twice over one log), seeks the stamped disks', and a rewrite cutting
+// a file short every fixture's (LinuxHive.ACutFileIsRefusedAndLeavesNothing).
 #include <gtest/gtest.h>
 
 #include <algorithm>

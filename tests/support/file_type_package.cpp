@@ -37,7 +37,7 @@ void FileTypePackage::WriteHive(const std::string& keys) {
                    "Windows Registry Editor Version 5.00\r\n\r\n" + keys);
 }
 
-std::string FileTypePackage::Collect(std::string* icons) {
+std::string FileTypePackage::Collect() {
   CaptureRun run = volume_.Run();
   run.volumePath = root_;
   MetadataObject onDemand, iconObject;
@@ -46,7 +46,6 @@ std::string FileTypePackage::Collect(std::string* icons) {
     COnDemandMVPackage collector(run, appDir_);
     EXPECT_TRUE(collector.GetMetadataForPackage(&onDemand, &iconObject, &counter, true));
   }
-  if (icons) *icons = iconObject.Serialize();
   return onDemand.Serialize();
 }
 

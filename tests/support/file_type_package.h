@@ -14,8 +14,8 @@ class FileTypePackage {
   ~FileTypePackage();
   // The hive from .reg key blocks ("[MACHINE\\SOFTWARE\\Classes\\.txt]...").
   void WriteHive(const std::string& keys);
-  // The collector's on-demand object; icons gets the icons object's text.
-  std::string Collect(std::string* icons = nullptr);
+  // The collector's on-demand object.
+  std::string Collect();
 
  private:
   OnDemandVolume volume_;

@@ -127,6 +127,8 @@ std::vector<std::wstring> ValueNames(const platform::registry::Key& key) {
   return names;
 }
 
+namespace {
+// "[yyyy-mm-dd hh:mm:ss.mmm UTC] " at the start of text.
 bool HasStamp(const std::wstring& text) {
   // [2024-05-02 09:41:07.023 UTC] 
   static const wchar_t kShape[] = L"[dddd-dd-dd dd:dd:dd.ddd UTC] ";
@@ -137,6 +139,7 @@ bool HasStamp(const std::wstring& text) {
   }
   return true;
 }
+}  // namespace
 
 std::vector<std::wstring> LogLines(const std::wstring& logPath) {
   std::vector<std::wstring> lines;

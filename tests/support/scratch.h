@@ -86,8 +86,6 @@ std::vector<std::wstring> ValueNames(const platform::registry::Key& key);
 // The log's lines with their stamps checked and removed; fails the current
 // test when the file does not start with FF FE or a line lacks its stamp.
 std::vector<std::wstring> LogLines(const std::wstring& logPath);
-// "[yyyy-mm-dd hh:mm:ss.mmm UTC] " at the start of text.
-bool HasStamp(const std::wstring& text);
 // The log's writes, one per stamp, with the stamps checked and removed and
 // each text whole (a text may hold several line breaks).
 std::vector<std::wstring> LogEntries(const std::wstring& logPath);

@@ -10,8 +10,6 @@ uint32_t Get32(std::string_view bytes, size_t at) {
   return value;
 }
 
-uint64_t Get64(std::string_view bytes, size_t at) { return (uint64_t{Get32(bytes, at)} << 32) | Get32(bytes, at + 4); }
-
 void Put32(std::string& bytes, size_t at, uint32_t value) {
   for (size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>(value >> (24 - 8 * i));
 }

@@ -10,10 +10,8 @@ namespace testsupport::vhd {
 
 inline constexpr uint32_t kFixed = 2;
 inline constexpr uint32_t kDynamic = 3;
-inline constexpr uint32_t kDifferencing = 4;
 
 uint32_t Get32(std::string_view bytes, size_t at);
-uint64_t Get64(std::string_view bytes, size_t at);
 void Put32(std::string& bytes, size_t at, uint32_t value);
 void Put64(std::string& bytes, size_t at, uint64_t value);
 

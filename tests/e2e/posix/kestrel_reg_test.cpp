@@ -1,7 +1,8 @@
 // kestrel-reg as people and agents run it: the real program on a store of
 // the test's own, judged by exit codes, messages and the bytes it writes;
-// its hives read back by an independent reader (hivexregedit), and the
-// agent's setup it makes read by the program's own code.
+// its hives read back by an independent reader (hivexregedit). The agent's
+// setup the README makes with it is the captures' (PhaseOne.*, through the
+// same store) and the demo's; its fallbacks are ServiceParameters' rows.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,17 +10,13 @@
 #include <thread>
 #include <vector>
 
-#include "driver/service_parameters.h"
-#include "inventory/recording.h"
 #include "platform/common/regf.h"
 #include "platform/common/regfile.h"
 #include "platform/files.h"
 #include "platform/posix/posix_util.h"
-#include "platform/process.h"
 #include "platform/text.h"
 #include "support/programs.h"
 #include "support/scratch.h"
-#include "support/stand_in_agent.h"
 
 namespace regf = platform::regf;
 
@@ -263,42 +260,6 @@ TEST_F(KestrelReg, MadeHivesReadBackUnchanged) {
     EXPECT_EQ(TreeLines(exported.output, L"HKEY_LOCAL_MACHINE\\X\\"), TreeLines(c.text, L""));
     EXPECT_EQ(testsupport::Run(L"/bin/sh", {L"-c", L"hivexml '" + hive + L"' > /dev/null"}).exitCode, 0u);
   }
-}
-
-// The README's setup of the agent service for a test or a demo, carried out
-// with kestrel-reg, then read and used by the program's own code.
-TEST_F(KestrelReg, PreparesTheAgentServiceForRecording) {
-  const std::wstring service = L"HKLM\\SYSTEM\\CurrentControlSet\\Services\\thservice";
-  const std::wstring parameters = service + L"\\Parameters", volume = L"{5B0C3F0E-7A7D-4F0B-9C55-1D2E3F405162}";
-  testsupport::StandInAgent agent(folder_ + L"/thservice", 0);
-  for (const std::vector<std::wstring>& set : {
-           std::vector<std::wstring>{service, L"ImagePath", L"REG_EXPAND_SZ", L"\"" + agent.path() + L"\""},
-           {parameters, L"NewVolumeUUID", L"REG_SZ", volume},
-           {parameters, L"RegistryPath", L"REG_SZ", L"\\REGISTRY\\MACHINE\\TH_" + volume}}) {
-    std::vector<std::wstring> arguments{L"set"};
-    arguments.insert(arguments.end(), set.begin(), set.end());
-    ASSERT_EQ(Reg(arguments).exitCode, 0u);
-  }
-  std::wstring volumeId, appId;
-  Get_VolumeId(volumeId);
-  EXPECT_EQ(volumeId, volume);
-  // Without an AppID the program makes one and stores it for the agent.
-  ASSERT_TRUE(get_current_app_id(appId));
-  EXPECT_EQ(Reg({L"get", parameters, L"AppID"}).output, platform::ToUtf8(appId) + "\n");
-
-  uint32_t session = 0;
-  ASSERT_EQ(platform::CurrentSessionId(session), 0u);
-  ASSERT_TRUE(startstop_recording(true, appId, volumeId, false));
-  const auto calls = agent.Calls();
-  ASSERT_EQ(calls.size(), 1u);
-  EXPECT_EQ(calls[0].arguments,
-            (std::vector<std::wstring>{L"recordon", std::to_wstring(session) + L";" + appId + L";" + volume + L";0"}));
-
-  // Dropping NewVolumeUUID leaves the agent's RegistryPath to name the volume.
-  ASSERT_EQ(Reg({L"delete", parameters, L"NewVolumeUUID"}).exitCode, 0u);
-  volumeId.clear();
-  Get_VolumeId(volumeId);
-  EXPECT_EQ(volumeId, volume);
 }
 
 }  // namespace

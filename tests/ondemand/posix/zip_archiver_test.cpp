@@ -3,13 +3,11 @@
 // volume's META_JSON.ZIP of SilentCaptureEndsWithTheDocumentItsCopyAndTheZip).
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "ondemand/zip.h"
 #include "platform/files.h"
-#include "platform/text.h"
 #include "support/scratch.h"
+#include "support/stand_in_agent.h"
 
 namespace {
 
@@ -20,23 +18,11 @@ class ZipArchiver : public testing::Test {
   static void SetUpTestSuite() {
     agent_ = new testsupport::ScratchFolder;
     thagent_ = new testsupport::ScopedEnv(L"THAGENT", agent_->path() + L"\\");
-    ASSERT_EQ(mkdir(Native(*agent_ / L"libs").c_str(), 0755), 0);
+    ASSERT_EQ(platform::MakeFolder(*agent_ / L"libs"), 0u);
   }
   static void TearDownTestSuite() {
     delete thagent_;
     delete agent_;
-  }
-  static std::string Native(const std::wstring& path) {
-    std::string native = platform::ToUtf8(path);
-    for (char& c : native)
-      if (c == '\\') c = '/';
-    return native;
-  }
-  static std::string Archiver() { return Native(*agent_ / L"libs\\7z.exe"); }
-  static void StandInScript(const std::string& body) {
-    unlink(Archiver().c_str());
-    testsupport::WriteFile(*agent_ / L"libs\\7z.exe", "#!/bin/sh\n" + body + "\n");
-    ASSERT_EQ(chmod(Archiver().c_str(), 0755), 0);
   }
   static testsupport::ScratchFolder* agent_;
   static testsupport::ScopedEnv* thagent_;
@@ -69,10 +55,11 @@ TEST_F(ZipArchiver, FailuresEndWithWhatTheWaitGave) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.script ? c.script : "missing");
+    const std::wstring archiver = *agent_ / L"libs\\7z.exe";
+    platform::RemoveFile(archiver);
     if (c.script) {
-      StandInScript(c.script);
-    } else {
-      unlink(Archiver().c_str());
+      testsupport::WriteFile(archiver, "#!/bin/sh\n" + std::string(c.script) + "\n");
+      testsupport::MarkExecutable(archiver);
     }
     testsupport::ScratchLog log;
     struct sigaction ignore = {}, saved = {};
